@@ -1,0 +1,24 @@
+// Everything the library offers, in one include.
+#ifndef VISTARA_SPATIAL_H_
+#define VISTARA_SPATIAL_H_
+
+#include "base/logging.h"
+#include "base/stringprintf.h"
+#include "base/strutil.h"
+#include "platform/base64.h"
+#include "platform/date_time.h"
+#include "platform/fast_math.h"
+#include "platform/hash.h"
+#include "platform/memory.h"
+#include "platform/polyline.h"
+#include "platform/referent.h"
+#include "platform/setting.h"
+#include "platform/spin_lock.h"
+#include "platform/system.h"
+#include "platform/units.h"
+#include "platform/vec.h"
+#include "platform/worker_thread.h"
+#include "spatial/spatial_api.h"
+#include "spatial/wayfare_spatial_options.h"
+
+#endif  // VISTARA_SPATIAL_H_
