@@ -22,6 +22,8 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace vistara::base {
@@ -95,18 +97,29 @@ std::string MakeCheckOpText(const A& a, const B& b, const char* text, const char
   return s.str();
 }
 
-#define VS_DEFINE_CHECK_OP_IMPL(name, op)                                                          \
+// Integers of mixed signedness compare by value (so a size may be checked against an int
+// constant); everything else compares with its own operators.
+template <class T>
+inline constexpr bool kIsPlainInteger =
+    std::is_integral_v<T> && !std::is_same_v<T, bool> && !std::is_same_v<T, char> &&
+    !std::is_same_v<T, wchar_t> && !std::is_same_v<T, char8_t> && !std::is_same_v<T, char16_t> &&
+    !std::is_same_v<T, char32_t>;
+
+#define VS_DEFINE_CHECK_OP_IMPL(name, op, cmp)                                                     \
   template <class A, class B>                                                                      \
   std::optional<std::string> Check##name##Impl(const A& a, const B& b, const char* text) {         \
-    if (a op b) return std::nullopt;                                                               \
+    bool holds;                                                                                    \
+    if constexpr (kIsPlainInteger<A> && kIsPlainInteger<B>) holds = std::cmp(a, b);                \
+    else holds = a op b;                                                                           \
+    if (holds) return std::nullopt;                                                                \
     return MakeCheckOpText(a, b, text, #op);                                                       \
   }
-VS_DEFINE_CHECK_OP_IMPL(EQ, ==)
-VS_DEFINE_CHECK_OP_IMPL(NE, !=)
-VS_DEFINE_CHECK_OP_IMPL(LT, <)
-VS_DEFINE_CHECK_OP_IMPL(LE, <=)
-VS_DEFINE_CHECK_OP_IMPL(GT, >)
-VS_DEFINE_CHECK_OP_IMPL(GE, >=)
+VS_DEFINE_CHECK_OP_IMPL(EQ, ==, cmp_equal)
+VS_DEFINE_CHECK_OP_IMPL(NE, !=, cmp_not_equal)
+VS_DEFINE_CHECK_OP_IMPL(LT, <, cmp_less)
+VS_DEFINE_CHECK_OP_IMPL(LE, <=, cmp_less_equal)
+VS_DEFINE_CHECK_OP_IMPL(GT, >, cmp_greater)
+VS_DEFINE_CHECK_OP_IMPL(GE, >=, cmp_greater_equal)
 #undef VS_DEFINE_CHECK_OP_IMPL
 
 }  // namespace internal

@@ -54,7 +54,7 @@ void StringAppendF(std::string* out, const char* format, ...) {
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 #pragma GCC diagnostic ignored "-Wformat-security"
 std::string StringPrintfVector(const char* format, const std::vector<std::string>& v) {
-  VS_CHECK_LE(v.size(), static_cast<size_t>(kStringPrintfVectorMaxArgs))
+  VS_CHECK_LE(v.size(), kStringPrintfVectorMaxArgs)
       << " StringPrintfVector currently only supports up to " << kStringPrintfVectorMaxArgs << " arguments. "
       << "Feel free to add support for more if you need it.";
   const char* a[kStringPrintfVectorMaxArgs];

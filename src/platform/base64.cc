@@ -6,6 +6,10 @@ namespace vistara {
 
 QByteArray Base64Decode(const char* text, qsizetype size) {
   if (!text || size < 0) return QByteArray();
+  // Qt accepts a lone trailing character, which carries only 6 of a byte's 8 bits: that is damage.
+  qsizetype data = size;
+  while (data > 0 && text[data - 1] == '=') --data;
+  if (data % 4 == 1) return QByteArray();
   auto result = QByteArray::fromBase64Encoding(QByteArray::fromRawData(text, size),
                                                QByteArray::AbortOnBase64DecodingErrors);
   if (!result) return QByteArray();

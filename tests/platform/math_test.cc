@@ -1,0 +1,84 @@
+// Dates, units, the tolerant arc cosine and the map hash.
+#include <gtest/gtest.h>
+
+#include "platform/date_time.h"
+#include "platform/fast_math.h"
+#include "platform/hash.h"
+#include "platform/units.h"
+
+namespace vistara {
+namespace {
+
+TEST(DateTimeTest, JulianDates) {
+  EXPECT_EQ(2451545.0, DateTime(2000, 1, 1, 12).GetJulianDate());
+  EXPECT_EQ(2451543.5, DateTime(1999, 12, 31).GetJulianDate());
+  EXPECT_EQ(2440587.5, DateTime(1970, 1, 1).GetJulianDate());
+  EXPECT_EQ(2299160.5, DateTime(1582, 10, 15).GetJulianDate()) << "first Gregorian day";
+  EXPECT_EQ(DateTime(2001, 1, 1).GetJulianDate(), DateTime(2000, 13, 1).GetJulianDate()) << "months carry";
+  EXPECT_EQ(DateTime(2000, 3, 1).GetJulianDate(), DateTime(2000, 2, 30).GetJulianDate()) << "2000 is a leap year";
+
+  const auto f = DateTime::FromJulianDate(DateTime(2026, 11, 22, 18, 30, 15.5).GetJulianDate()).GetFields();
+  EXPECT_EQ(2026, f.year);
+  EXPECT_EQ(11, f.month);
+  EXPECT_EQ(22, f.day);
+  EXPECT_EQ(18, f.hour);
+  EXPECT_EQ(30, f.minute);
+  EXPECT_NEAR(15.5, f.second, 1e-3);
+  const auto noon = DateTime::FromJulianDate(2451545.0).GetFields();
+  EXPECT_EQ(12, noon.hour);
+  EXPECT_EQ(0, noon.minute);
+
+  const double now = DateTime().GetJulianDate();
+  EXPECT_GT(now, DateTime(2020, 1, 1).GetJulianDate());
+  EXPECT_LT(now, DateTime(2200, 1, 1).GetJulianDate());
+}
+
+TEST(UnitsTest, LengthsAndTolerantMath) {
+  EXPECT_EQ(1.0 / 6371010.0, Units::s_inv_planet_radius);
+  EXPECT_DOUBLE_EQ(149597870700.0 / 6371010.0,
+                   Units::ConvertLength(1.0, Units::kAstronomicalUnits, Units::kPlanetRadii));
+  EXPECT_DOUBLE_EQ(1609.344, Units::ConvertLength(1.0, Units::kMiles, Units::kMeters));
+  EXPECT_EQ(0.0, Units::ConvertLength(1.0, static_cast<Units::LType>(99), Units::kMeters));
+
+  EXPECT_EQ(0.0, FastMath::acos(1.0000000001));
+  EXPECT_DOUBLE_EQ(M_PI, FastMath::acos(-1.0000000001));
+  EXPECT_DOUBLE_EQ(M_PI / 2, FastMath::acos(0.0));
+  EXPECT_TRUE(std::isnan(FastMath::acos(NAN)));
+}
+
+// The mix written out byte by byte, independently of the word-at-a-time code.
+uint32_t ReferenceHash(const QString& s) {
+  std::vector<uint8_t> b;
+  for (QChar c : s) {
+    b.push_back(static_cast<uint8_t>(c.unicode() & 0xFF));
+    b.push_back(static_cast<uint8_t>(c.unicode() >> 8));
+  }
+  auto word = [&](size_t i, size_t n) {
+    uint32_t w = 0;
+    for (size_t k = 0; k < n; ++k) w += static_cast<uint32_t>(b[i + k]) * (1u << (8 * k));
+    return w;
+  };
+  uint32_t h = 0x12345678;
+  if (b.size() <= 4) return HashFinish(HashMix(h, word(0, b.size())));
+  h = HashFinish(HashMix(h, word(0, 2)));
+  size_t i = 2, left = b.size() - 2;
+  for (; left >= 4; i += 4, left -= 4) h = HashMix(h, word(i, 4));
+  if (left) {
+    h ^= word(i, left);
+    h *= 0x5BD1E995u;
+  }
+  return HashFinish(h);
+}
+
+TEST(HashTest, MatchesTheDescribedMixForEveryTailLength) {
+  EXPECT_EQ(HashFinish(HashMix(0x12345678, 0)), hash<QString>()(QString()));
+  EXPECT_EQ(HashFinish(HashMix(0x12345678, 'a' | 'b' << 16)), hash<QString>()(QStringLiteral("ab")));
+  for (const char* s : {"", "a", "ab", "abc", "abcd", "abcde", "pano_0123456789", "\xc3\xa9t\xc3\xa9"}) {
+    const QString q = QString::fromUtf8(s);
+    EXPECT_EQ(ReferenceHash(q), hash<QString>()(q)) << s;
+  }
+  EXPECT_NE(hash<QString>()(QStringLiteral("earth")), hash<QString>()(QStringLiteral("Earth")));
+}
+
+}  // namespace
+}  // namespace vistara

@@ -1,0 +1,179 @@
+#include "platform/setting.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "spatial/wayfare_spatial_options.h"
+
+namespace vistara {
+namespace {
+
+using spatial::WayfareSpatialOptions;
+
+class CountingObserver : public SettingObserver {
+ public:
+  void OnSettingChanged(Setting*) override { ++changes; }
+  void OnSettingPreDelete(Setting*) override { ++deletes; }
+  int changes = 0, deletes = 0;
+};
+
+TEST(WayfareSpatialOptionsTest, GroupOrderKeysClassesDefaultsAndBehaviours) {
+  struct Row {
+    const char* key;
+    const char* class_name;
+    int type, behavior;
+    const char* value;
+  } const rows[] = {
+      {"numMetaDataPanoIdFetches", "CountSetting", 1, 2, "0"},
+      {"numMetaDataPanoTileFetches", "CountSetting", 1, 2, "0"},
+      {"numMetaDataPanoLatLonFetches", "CountSetting", 1, 2, "0"},
+      {"numMetaDataPanosProcessed", "CountSetting", 1, 1, "0"},
+      {"metaDataFetchServer", "StringSetting", 4, 0, "http://panoramas.vistara.example/mlk"},
+      {"depthMapFetchServer", "StringSetting", 4, 0, "http://panoramas.vistara.example/mlk"},
+      {"maxImageryQps", "FloatSetting", 2, 0, "0"},
+      {"maxMetadataDepthmapQps", "FloatSetting", 2, 0, "0"},
+      {"defaultSearchRadius(m)", "FloatSetting", 2, 0, "50"},
+      {"MetaDataTileZoomLevel", "IntSetting", 1, 0, "16"},
+      {"MetaDataPrefetchDepth", "IntSetting", 1, 0, "5"},
+      {"fetch metadata tiles", "BoolSetting", 0, 0, "1"},
+      {"maxAngularCorrectionPerSec", "FloatSetting", 2, 0, "90"},
+      {"minAngularCorrectionPerSec", "FloatSetting", 2, 0, "2"},
+      {"angleOfMinCorrection", "FloatSetting", 2, 0, "35"},
+      {"angleOfMaxCorrection", "FloatSetting", 2, 0, "5"},
+      {"maxPositionCorrectionPerSec", "FloatSetting", 2, 0, "2"},
+      {"zoffsetForRoads", "DoubleSetting", 3, 0, "5e-08"},
+      {"road distance threshold (sq)", "DoubleSetting", 3, 0, "6.2e-11"},
+      {"render roads", "BoolSetting", 0, 0, "1"},
+      {"render roads as points", "BoolSetting", 0, 0, "0"},
+      {"render road labels", "BoolSetting", 0, 0, "1"},
+      {"fillet width mult", "FloatSetting", 2, 0, "2"},
+  };
+  WayfareSpatialOptions& o = WayfareSpatialOptions::s_settings_;
+  EXPECT_EQ(QStringLiteral("WayfareSpatial"), o.GetName());
+  EXPECT_EQ(&o, SettingGroup::Find(QStringLiteral("WayfareSpatial")));
+  ASSERT_EQ(23, o.GetSettingCount());
+  for (int i = 0; i < 23; ++i) {
+    Setting* s = o.GetSetting(i);
+    SCOPED_TRACE(rows[i].key);
+    EXPECT_EQ(QString::fromLatin1(rows[i].key), s->key());
+    EXPECT_STREQ(rows[i].class_name, s->className());
+    EXPECT_EQ(rows[i].type, s->getType());
+    EXPECT_EQ(rows[i].behavior, s->behavior());
+    EXPECT_EQ(QString::fromLatin1(rows[i].value), s->toString());
+    EXPECT_EQ(s, o.GetSetting(s->key()));
+  }
+  EXPECT_EQ(nullptr, o.GetSetting(23));
+  EXPECT_EQ(nullptr, o.GetSetting(-1));
+  EXPECT_EQ(nullptr, o.GetSetting(QStringLiteral("render roads ")));
+  // The members are the group's settings, and the doubles are the exact constants.
+  EXPECT_EQ(&o.filletWidthMult, o.GetSetting(22));
+  EXPECT_EQ(5e-08, o.zoffsetForRoads.value());
+  EXPECT_EQ(6.2e-11, o.roadDistanceThresholdSq.value());
+  EXPECT_GT(o.angleOfMinCorrection.value(), o.angleOfMaxCorrection.value());
+}
+
+TEST(TypedSettingTest, FromStringVocabulary) {
+  SettingGroup group(QStringLiteral("test.vocabulary"));
+  BoolSetting flag(group, QStringLiteral("flag"), false, 0);
+  IntSetting number(group, QStringLiteral("number"), 3, 0);
+  DoubleSetting real(group, QStringLiteral("real"), 1.5, 0);
+  StringSetting text(group, QStringLiteral("text"), QStringLiteral("x"), 0);
+
+  struct BoolCase { const char* in; bool out; } const bools[] = {
+      {"TRUE", true}, {" 1 ", true}, {"true", true}, {"1", true}, {"yes", false}, {"0", false},
+      {"truest", false}, {"         true", false},  // "true" behind the eighth character
+      {"  True  x", true}, {"  True x", false}, {"", false}};
+  for (const auto& c : bools) {
+    flag.fromString(QString::fromLatin1(c.in));
+    EXPECT_EQ(c.out, flag.value()) << '"' << c.in << '"';
+    EXPECT_EQ(c.out ? QStringLiteral("1") : QStringLiteral("0"), flag.toString());
+  }
+
+  CountingObserver seen;
+  number.AddObserver(&seen);
+  number.fromString(QStringLiteral("12abc"));
+  EXPECT_EQ(12, number.value());
+  number.fromString(QStringLiteral("letters"));
+  EXPECT_EQ(0, number.value());
+  EXPECT_EQ(2, seen.changes);
+  number.fromString(QStringLiteral("nothing"));
+  EXPECT_EQ(2, seen.changes) << "0 again is no change";
+  number.fromString(QStringLiteral("0x1f"));
+  EXPECT_EQ(31, number.value()) << "QTextStream reads a 0x prefix as hexadecimal";
+  number.RemoveObserver(&seen);
+
+  real.fromString(QStringLiteral("2.5e3 m"));
+  EXPECT_EQ(2500.0, real.value());
+  EXPECT_EQ(QStringLiteral("2500"), real.toString());
+
+  text.fromString(QStringLiteral("  first second"));
+  EXPECT_EQ(QStringLiteral("first"), text.value()) << "only the first word is kept";
+  text.fromString(QStringLiteral(""));
+  EXPECT_TRUE(text.value().isEmpty());
+}
+
+TEST(TypedSettingTest, PushPopResetModifierAndNaN) {
+  SettingGroup group(QStringLiteral("test.stack"));
+  FloatSetting f(group, QStringLiteral("f"), 1.0f, 0);
+  CountingObserver seen;
+  f.AddObserver(&seen);
+
+  f.PushSetting();
+  f.Set(2.0f);
+  f.PushSetting();
+  f.Set(2.0f);  // no change: no notification
+  EXPECT_EQ(1, seen.changes);
+  EXPECT_TRUE(f.PopSetting());
+  EXPECT_EQ(2.0f, f.value());
+  EXPECT_EQ(2, seen.changes) << "a pop notifies even when the value stays";
+  EXPECT_TRUE(f.PopSetting());
+  EXPECT_EQ(1.0f, f.value());
+  EXPECT_EQ(3, seen.changes);
+  EXPECT_FALSE(f.PopSetting());
+  EXPECT_EQ(3, seen.changes);
+
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  f.Set(nan);
+  f.Set(nan);
+  EXPECT_EQ(5, seen.changes) << "NaN is never equal to anything";
+  EXPECT_TRUE(std::isnan(f.value()));
+
+  int who = 0, other = 0;
+  Setting::s_current_modifier = &who;
+  f.ResetToDefault();
+  EXPECT_EQ(&who, f.modifier());
+  EXPECT_EQ(6, seen.changes);
+  Setting::s_current_modifier = &other;
+  f.ResetToDefault();
+  EXPECT_EQ(&other, f.modifier()) << "the modifier is recorded even without a change";
+  EXPECT_EQ(6, seen.changes);
+  f.PushSetting();
+  Setting::s_current_modifier = &who;
+  f.PopSetting();
+  EXPECT_EQ(&other, f.modifier()) << "pops leave the modifier alone";
+  Setting::s_current_modifier = nullptr;
+  f.RemoveObserver(&seen);
+}
+
+TEST(TypedSettingTest, CountersGroupsAndDestruction) {
+  CountingObserver seen;
+  {
+    SettingGroup group(QStringLiteral("test.counters"));
+    {
+      CountSetting counter(group, QStringLiteral("n"), std::numeric_limits<int>::max(), 1);
+      counter.AddObserver(&seen);
+      counter.Increment();
+      EXPECT_EQ(std::numeric_limits<int>::min(), counter.value()) << "wraps instead of overflowing";
+      EXPECT_EQ(1, group.GetSettingCount());
+      EXPECT_EQ(&group, SettingGroup::Find(QStringLiteral("test.counters")));
+    }
+    EXPECT_EQ(1, seen.deletes);
+    EXPECT_EQ(0, group.GetSettingCount()) << "a dying setting leaves its group";
+  }
+  EXPECT_EQ(nullptr, SettingGroup::Find(QStringLiteral("test.counters")));
+}
+
+}  // namespace
+}  // namespace vistara
