@@ -4,6 +4,7 @@
 #include "platform/date_time.h"
 #include "platform/fast_math.h"
 #include "platform/hash.h"
+#include "platform/system.h"
 #include "platform/units.h"
 
 namespace vistara {
@@ -44,6 +45,17 @@ TEST(UnitsTest, LengthsAndTolerantMath) {
   EXPECT_DOUBLE_EQ(M_PI, FastMath::acos(-1.0000000001));
   EXPECT_DOUBLE_EQ(M_PI / 2, FastMath::acos(0.0));
   EXPECT_TRUE(std::isnan(FastMath::acos(NAN)));
+
+  std::vector<int> seen(4, 0);
+  for (int i = 0; i < 400; ++i) {
+    const int r = System::Random(10, 14);
+    ASSERT_GE(r, 10);
+    ASSERT_LT(r, 14);
+    ++seen[static_cast<size_t>(r - 10)];
+  }
+  for (int n : seen) EXPECT_GT(n, 0) << "every value of [10, 14) turns up in 400 draws";
+  EXPECT_EQ(7, System::Random(7, 7));
+  EXPECT_EQ(INT_MAX - 1, System::Random(INT_MAX - 1, INT_MAX));
 }
 
 // The mix written out byte by byte, independently of the word-at-a-time code.

@@ -49,20 +49,25 @@ TEST(SpinLockStressTest, RecursiveLockUnderContention) {
 
 class RecordingJob : public WorkerThread::Job {
  public:
-  RecordingJob(WorkerThread* worker, int id, std::vector<int>* order, std::atomic<int>* alive)
-      : Job("RecordingJob", worker), id_(id), order_(order), alive_(alive) {
+  RecordingJob(WorkerThread* worker, int id, std::vector<int>* order, std::atomic<int>* alive,
+               std::atomic<bool>* follow_up_queued = nullptr)
+      : Job("RecordingJob", worker), id_(id), order_(order), alive_(alive), follow_up_queued_(follow_up_queued) {
     ++*alive_;
   }
   ~RecordingJob() override { --*alive_; }
   void Run() override {
     order_->push_back(id_);  // only the worker thread touches order_ while jobs run
-    if (id_ == 0) (new RecordingJob(worker(), 1000, order_, alive_))->AddToQueue();  // queued from a job
+    if (follow_up_queued_) {  // queues a job from inside a job
+      (new RecordingJob(worker(), 1000, order_, alive_))->AddToQueue();
+      *follow_up_queued_ = true;
+    }
   }
 
  private:
   int id_;
   std::vector<int>* order_;
   std::atomic<int>* alive_;
+  std::atomic<bool>* follow_up_queued_;
 };
 
 class BlockingJob : public WorkerThread::Job {
@@ -91,25 +96,32 @@ TEST(WorkerThreadStressTest, RunsJobsInOrderFromManyThreadsAndDropsTheRestOnShut
       });
     }
     for (auto& t : producers) t.join();
-    RefPtr<RecordingJob> first(new RecordingJob(&worker, 0, &order, &alive));
-    worker.AddToQueue(first.get());
-    // A barrier job: once it runs, everything queued before it has run.
-    std::atomic<bool> started{false}, release{true};
+    // A barrier job: while it runs, everything queued before it has run and nothing else runs.
+    std::atomic<bool> started{false}, release{false};
     worker.AddToQueue(new BlockingJob(&worker, &started, &release));
     while (!started) std::this_thread::yield();
     // Orders within each producer are kept.
     std::vector<int> last(3, 0);
-    ASSERT_GE(order.size(), 601u);
+    EXPECT_EQ(600u, order.size());  // not ASSERT: returning now would leave the worker blocked
     for (int id : order) {
-      if (id == 0 || id == 1000) continue;
       const int p = (id - 1) / 1000;
       EXPECT_GT(id, last[p]);
       last[p] = id;
     }
+    release = true;
+
+    std::atomic<bool> follow_up_queued{false};
+    RefPtr<RecordingJob> first(new RecordingJob(&worker, 0, &order, &alive, &follow_up_queued));
+    worker.AddToQueue(first.get());
+    while (!follow_up_queued) std::this_thread::yield();
+    std::atomic<bool> started2{false}, release2{true};
+    worker.AddToQueue(new BlockingJob(&worker, &started2, &release2));
+    while (!started2) std::this_thread::yield();
+    ASSERT_EQ(602u, order.size());
+    EXPECT_EQ(0, order[600]);
+    EXPECT_EQ(1000, order[601]) << "a job queued by a job runs after it";
   }
   EXPECT_EQ(0, alive.load()) << "every job released exactly once";
-  EXPECT_EQ(602u, order.size());
-  EXPECT_EQ(1000, order.back()) << "a job queued by a job runs after it";
 
   // Shutdown with a job running and more queued: the running one finishes, the rest are dropped.
   std::atomic<bool> started{false}, release{false};
