@@ -95,9 +95,6 @@ TEST(SolarSystemDataTest, TableAndNames) {
   // Earth's perihelion is half a turn behind the sun's apparent one.
   EXPECT_NEAR(solarsystemdata::orbital_parameters[0].perihelion - OrbitUtils::kTurn / 2,
               solarsystemdata::orbital_parameters[3].perihelion, 1e-12);
-  // The scene unit is the radius of "earth": one AU is 149 597 870 700 / 6 371 010 of it.
-  EXPECT_DOUBLE_EQ(149597870700.0 / 6371010.0,
-                   Units::ConvertLength(1.0, Units::kAstronomicalUnits, Units::kPlanetRadii));
 }
 
 TEST(SolarSystemDataTest, AccuracyAgainstErfa1950To2050) {
