@@ -3,7 +3,7 @@
 #include <cmath>
 #include <cstdio>
 #include <optional>
-#include <regex>
+#include <cstdlib>
 
 #include "cli.h"
 #include "platform/date_time.h"
@@ -28,17 +28,45 @@ int DaysInMonth(int year, int month) {
   return month == 2 && leap ? 29 : kDays[month - 1];
 }
 
+// `count` decimal digits at `text[*at]`, as a number; advances `*at`. -1 if they aren't there.
+int Digits(const std::string& text, size_t* at, int count) {
+  int value = 0;
+  for (int k = 0; k < count; ++k, ++*at) {
+    if (*at >= text.size() || text[*at] < '0' || text[*at] > '9') return -1;
+    value = value * 10 + (text[*at] - '0');
+  }
+  return value;
+}
+
 // An ISO 8601 date in UTC: 2026-11-22, 2026-11-22T18:30Z, 2026-11-22T18:30:00Z or with a
 // fraction of a second; the Z may be left out.
 std::optional<DateTime> ParseDate(const std::string& text) {
-  static const std::regex kDate(R"((\d{4})-(\d{2})-(\d{2})(?:[T ](\d{2}):(\d{2})(?::(\d{2}(?:\.\d+)?))?Z?)?)");
-  std::smatch m;
-  if (!std::regex_match(text, m, kDate)) return std::nullopt;
-  const int year = std::stoi(m[1]), month = std::stoi(m[2]), day = std::stoi(m[3]);
-  const int hour = m[4].matched ? std::stoi(m[4]) : 0, minute = m[5].matched ? std::stoi(m[5]) : 0;
-  const double second = m[6].matched ? std::stod(m[6]) : 0.0;
-  if (month < 1 || month > 12 || day < 1 || day > DaysInMonth(year, month)) return std::nullopt;
-  if (hour > 23 || minute > 59 || second >= 60.0) return std::nullopt;
+  size_t at = 0;
+  const int year = Digits(text, &at, 4);
+  const int month = at < text.size() && text[at++] == '-' ? Digits(text, &at, 2) : -1;
+  const int day = at < text.size() && text[at++] == '-' ? Digits(text, &at, 2) : -1;
+  if (year < 0 || month < 1 || month > 12 || day < 1 || day > DaysInMonth(year, month)) return std::nullopt;
+  int hour = 0, minute = 0;
+  double second = 0.0;
+  if (at < text.size() && (text[at] == 'T' || text[at] == ' ')) {
+    ++at;
+    hour = Digits(text, &at, 2);
+    minute = at < text.size() && text[at++] == ':' ? Digits(text, &at, 2) : -1;
+    if (hour < 0 || hour > 23 || minute < 0 || minute > 59) return std::nullopt;
+    if (at < text.size() && text[at] == ':') {
+      ++at;
+      const int whole = Digits(text, &at, 2);
+      if (whole < 0 || whole > 59) return std::nullopt;
+      second = whole;
+      if (at < text.size() && text[at] == '.') {
+        double scale = 0.1;
+        if (++at >= text.size() || text[at] < '0' || text[at] > '9') return std::nullopt;
+        for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at, scale /= 10) second += (text[at] - '0') * scale;
+      }
+    }
+    if (at < text.size() && text[at] == 'Z') ++at;
+  }
+  if (at != text.size()) return std::nullopt;
   return DateTime(year, month, day, hour, minute, second);
 }
 
@@ -54,12 +82,12 @@ std::string FormatDate(const DateTime& date) {
 
 // "10d", "12h", "30m" or "1.5d" in days; 0 for anything else.
 double ParseStep(const std::string& text) {
-  static const std::regex kStep(R"((\d+(?:\.\d*)?)([dhm]))");
-  std::smatch m;
-  if (!std::regex_match(text, m, kStep)) return 0.0;
-  const double value = std::stod(m[1]);
-  const char unit = m[2].str()[0];
-  return unit == 'd' ? value : unit == 'h' ? value / 24.0 : value / 1440.0;
+  if (text.size() < 2 || text[0] < '0' || text[0] > '9') return 0.0;
+  const char unit = text.back();
+  const std::string number = text.substr(0, text.size() - 1);
+  if (number.find_first_not_of("0123456789.") != std::string::npos || number.find('.') != number.rfind('.')) return 0.0;
+  const double value = std::strtod(number.c_str(), nullptr);
+  return unit == 'd' ? value : unit == 'h' ? value / 24.0 : unit == 'm' ? value / 1440.0 : 0.0;
 }
 
 std::string BodyList() {
@@ -185,7 +213,8 @@ int Run(Invocation& inv) {
   if (from.GetJulianDate() > to.GetJulianDate()) return inv.Fail("--from is after --to");
   const double span = to.GetJulianDate() - from.GetJulianDate();
   if (span / step >= kMaxRows) return inv.Fail("too many rows (at most " + std::to_string(kMaxRows) + ")");
-  const long rows = static_cast<long>(std::floor(span / step + 1e-9)) + 1;
+  // Julian dates near today resolve 40 microseconds: allow for that when --to falls on a step.
+  const long rows = static_cast<long>(std::floor(span / step + 1e-6)) + 1;
 
   const QString name = QString::fromStdString(*body);
   Json::Value root(Json::objectValue);

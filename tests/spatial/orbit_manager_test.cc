@@ -143,8 +143,16 @@ TEST(OrbitManagerTest, TreeRulesKeptOnPurpose) {
   mars->RemoveChild(phobos);  // every equal entry goes
   EXPECT_TRUE(mars->children().empty());
   mars->AddChild(phobos);
+  // The orbit holds one reference on its feature and lets go of it with the orbit.
+  RefPtr<atlasdoc::Planet> feature(phobos->planet());
+  EXPECT_EQ(2, feature->ref_count());
   mars->DeleteChild(phobos);
   EXPECT_TRUE(mars->children().empty());
+  EXPECT_EQ(1, feature->ref_count());
+  EXPECT_EQ(QStringLiteral("phobos"), feature->name());
+  EXPECT_TRUE(feature->kml_id().empty());
+  EXPECT_TRUE(feature->source_url().isNull());
+  feature.reset();
   delete mars;
   // Out of the map's reach and under no orbit of it: nothing but its owner can free it.
   EXPECT_EQ(nullptr, lost_root->parent());
