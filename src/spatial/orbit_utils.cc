@@ -29,7 +29,7 @@ inline double Wrap(double x) {
   return x - WholeTurns((x - kTurn) / kTurn) * kTurn;
 }
 
-// The point mapping of a matrix, rotation part only (the callers' translations are 0).
+// The point mapping of a matrix (translation included).
 Vec3<double> Rotate(const OrbitUtils::Matrix& m, const Vec3<double>& v) {
   return {m[0] * v.x + m[4] * v.y + m[8] * v.z + m[12], m[1] * v.x + m[5] * v.y + m[9] * v.z + m[13],
           m[2] * v.x + m[6] * v.y + m[10] * v.z + m[14]};
