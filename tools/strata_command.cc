@@ -152,7 +152,8 @@ const Command kCommand{
     "path: the level, row (from the south), column and stratum of each octree path of octal\n"
     "digits (column bit 1, row bit 2 counted from the north, stratum bit 4).\n"
     "to-path: the inverse; \"(root)\" is the empty path of level 0.\n"
-    "altitude and path read one input per line from stdin when none is given.\n",
+    "altitude and path read one input per line from stdin when none is given; a bad input prints\n"
+    "\"error: line N: ...\" in its place, N counting the inputs, and the exit status is 1.\n",
     {"level"},
     Run};
 const CommandRegistrar kRegistrar(kCommand);

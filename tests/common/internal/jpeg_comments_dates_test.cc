@@ -120,7 +120,9 @@ TEST(JpegCommentsDatesTest, SectionsOutAndIn) {
       loupe::JpegCommentTileAcquisitionDatesOut(new DateMap{{kNew, 0.7f}, {kOld, 0.3f}}));
   ASSERT_TRUE(out);
   EXPECT_TRUE(out->finalized());
-  EXPECT_EQ(ToHex(out->buffer()), ToHex("*#K0#*0*AD*2008:05:17*#0K#*"));
+  // The worked example of docs/imagery-comments.md.
+  EXPECT_EQ(ToHex(out->buffer()),
+            "2A 23 4B 30 23 2A 30 2A 41 44 2A 32 30 30 38 3A 30 35 3A 31 37 2A 23 30 4B 23 2A");
   EXPECT_EQ(Text(loupe::JpegCommentAggregatedTileDateIn(out->buffer().c_str())), "2008:05:17");
   EXPECT_EQ(Text(loupe::JpegCommentAggregatedTileDateIn(("tile 12 " + out->buffer() + " end").c_str())),
             "2008:05:17");

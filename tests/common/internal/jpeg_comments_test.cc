@@ -66,7 +66,7 @@ TEST(JpegCommentsTest, FramingMarkersAndGoldenSection) {
   EXPECT_EQ(loupe::JpegCommentKestrelEnd(), "#0K#");
   EXPECT_EQ(loupe::JpegCommentKestrelTrailer(), "*#0K#*");
   RegisterTestFamiliesOnce();
-  // The worked example of docs/imagery-comments.md: one message, family "TX", body "2008:05:17".
+  // One message, family "TX", body "2008:05:17".
   JpegCommentOutputBuffer out;
   ASSERT_TRUE(out.AppendMessage(*NewTextMessage("TX", "2008:05:17")));
   out.Finalize();
