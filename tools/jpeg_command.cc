@@ -162,12 +162,17 @@ int WriteDates(Invocation& inv, const std::vector<std::string>& files) {
   }
   text += section->buffer();
   if (text.size() > 65532) return inv.Fail(path + ": the comment would exceed 65532 bytes");
+  // The whole new comment must read back as the date we meant, before the file is touched.
+  std::unique_ptr<loupe::JpegCommentDate> meant(loupe::JpegCommentAggregatedTileDateIn(section->buffer().c_str()));
+  std::unique_ptr<loupe::JpegCommentDate> written(loupe::JpegCommentAggregatedTileDateIn(text.c_str()));
+  const std::string written_text = written ? DateText(*written) : "";
+  if (!meant || written_text != DateText(*meant)) {
+    return inv.Fail(path + ": the comment's other text would hide the new date");
+  }
   std::string out;
   if (!jpeg::ReplaceComment(bytes, text, &out, &error) || !WriteFileAtomically(path, out, &error)) {
     return inv.Fail(path + ": " + error);
   }
-  std::unique_ptr<loupe::JpegCommentDate> written(loupe::JpegCommentAggregatedTileDateIn(text.c_str()));
-  const std::string written_text = written ? DateText(*written) : "";
   if (inv.json()) {
     Json::Value root(Json::objectValue);
     root["file"] = path;

@@ -58,8 +58,8 @@ int JpegCommentMessage::BodyLengthInChars() const {
 bool JpegCommentMessageFactory::registration_closed_ = false;
 
 // A function-local map, so that a host may register from its own static initialisers.
-std::map<std::string, linked_ptr<JpegCommentMessage>>& JpegCommentMessageFactory::message_map() {
-  static auto* const message_map_ = new std::map<std::string, linked_ptr<JpegCommentMessage>>;
+std::map<std::string, std::shared_ptr<JpegCommentMessage>>& JpegCommentMessageFactory::message_map() {
+  static auto* const message_map_ = new std::map<std::string, std::shared_ptr<JpegCommentMessage>>;
   return *message_map_;
 }
 
@@ -72,7 +72,7 @@ void JpegCommentMessageFactory::RegisterFamily(const std::string& family, JpegCo
   if (!instance) return;  // nothing to store
   instance->family_ = family;
   // A second prototype of a family replaces the first, which the map then deletes.
-  map[family] = linked_ptr<JpegCommentMessage>(instance);
+  map[family] = std::shared_ptr<JpegCommentMessage>(instance);
 }
 
 JpegCommentMessage* JpegCommentMessageFactory::CreateMessage(const std::string& family) {

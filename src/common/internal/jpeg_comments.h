@@ -28,10 +28,6 @@
 
 namespace loupe {
 
-// Shared ownership of a prototype; the factory's map is the only owner in practice.
-template <class T>
-using linked_ptr = std::shared_ptr<T>;
-
 // The framing texts, each built on first use and kept to process exit.
 const std::string& JpegCommentKestrelSeparator();  // "*"
 const std::string& JpegCommentKestrelStart();      // "#K0#"
@@ -77,7 +73,8 @@ class JpegCommentMessageFactory {
   friend void JpegCommentSetRegistrationClosed();
   static void SetRegistrationClosed();
 
-  static std::map<std::string, linked_ptr<JpegCommentMessage>>& message_map();
+  // Family -> prototype. Shared ownership stands in for a linked pointer: the map is the only owner.
+  static std::map<std::string, std::shared_ptr<JpegCommentMessage>>& message_map();
   static bool registration_closed_;
 };
 
