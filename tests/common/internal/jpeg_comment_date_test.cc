@@ -1,0 +1,162 @@
+#include "common/internal/jpeg_comment_date.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "test_util.h"
+
+namespace vistara::testing {
+namespace {
+
+using loupe::JpegCommentDate;
+using loupe::Month;
+
+std::string Text(const JpegCommentDate& d) {
+  std::string s;
+  d.AppendToString(&s);
+  return s;
+}
+
+unsigned Key(int y, int m, int d) {
+  unsigned key = 99;
+  JpegCommentDate::YearMonthDayKeyFromInts(y, m, d, &key);
+  return key;
+}
+
+TEST(JpegCommentDateTest, ParsesTextWithOneReportPerFailure) {
+  const std::string kUnparsable = "Unable to parse a JpegCommentDate: setting it to Unknown.";
+  struct Case {
+    const char* text;
+    int year, month, day;
+    bool reported;
+  } cases[] = {
+      {"2008:05:17", 2008, 5, 17, false},
+      {"2008:05:17 and more", 2008, 5, 17, false},
+      {"2008:05:17x", 2008, 5, 17, false},
+      {"2008:00:17", 2008, 0, 0, false},
+      {"0000:05:17", 0, 0, 0, false},
+      {"2008:05:00", 2008, 5, 0, false},
+      {"4095:12:31", 4095, 12, 31, false},
+      {"2008-05-17", 0, 0, 0, true},
+      {"2008:05", 0, 0, 0, true},
+      {"2008:13:01", 0, 0, 0, true},
+      {"2008:05:32", 0, 0, 0, true},
+      {"4096:01:01", 0, 0, 0, true},
+      {"2008:-1:01", 0, 0, 0, true},
+      {"abcd:ef:gh", 0, 0, 0, true},  // no digits: the default -1 fails as a huge unsigned
+      {"", 0, 0, 0, true},
+  };
+  for (const Case& c : cases) {
+    ScopedLogCapture capture;
+    const JpegCommentDate d{std::string(c.text)};
+    EXPECT_EQ(d.year(), c.year) << c.text;
+    EXPECT_EQ(d.month(), c.month) << c.text;
+    EXPECT_EQ(d.day(), c.day) << c.text;
+    const auto reports = capture.reports();
+    ASSERT_EQ(reports.size(), c.reported ? 1u : 0u) << c.text;
+    if (c.reported) {
+      EXPECT_EQ(reports[0].text, kUnparsable);
+      EXPECT_EQ(reports[0].severity, 2);
+    }
+  }
+  EXPECT_EQ(Text(JpegCommentDate(std::string("2008:05:17"))), "2008:05:17");
+  EXPECT_EQ(Text(JpegCommentDate(2008, 5, 0)), "2008:05:00");
+  EXPECT_EQ(Text(JpegCommentDate()), "0000:00:00");
+  EXPECT_EQ(Text(JpegCommentDate(7, 1, 2)), "0007:01:02");
+  // Never more than 10 characters, whatever the fields hold.
+  EXPECT_EQ(Text(JpegCommentDate(-2147483647 - 1, 12345, 99)), "-214748364");
+}
+
+TEST(JpegCommentDateTest, KeysPackAndSortByDate) {
+  EXPECT_EQ(Key(2008, 5, 17), 1028273u);
+  EXPECT_EQ(Key(2008, 5, 17), (2008u * 16 + 5) * 32 + 17);
+  EXPECT_EQ(Key(2008, 0, 17), 2008u << 9);  // an unknown month drops the day
+  EXPECT_EQ(Key(0, 5, 17), 0u);
+  EXPECT_EQ(Key(2008, 2, 31), (2008u * 16 + 2) * 32 + 31);  // no calendar check
+  EXPECT_EQ(Key(4095, 12, 31), (4095u * 16 + 12) * 32 + 31);
+  for (const auto& [y, m, d] : {std::tuple{-1, 1, 1}, {4096, 1, 1}, {2008, 13, 1}, {2008, 1, 32}, {2008, -1, 1}}) {
+    unsigned key = 99;
+    EXPECT_FALSE(JpegCommentDate::YearMonthDayKeyFromInts(y, m, d, &key)) << y << " " << m << " " << d;
+    EXPECT_EQ(key, 0u);
+  }
+  // Every valid triple round-trips through its key, and keys order as (year, month, day).
+  unsigned previous = 0;
+  for (int y = 1; y <= 4095; y += 97) {
+    for (int m = 1; m <= 12; ++m) {
+      for (int d = 0; d <= 31; ++d) {
+        const unsigned key = Key(y, m, d);
+        EXPECT_LT(previous, key);
+        previous = key;
+        int yy, mm, dd;
+        JpegCommentDate::YearMonthDayKeyAsInts(key, &yy, &mm, &dd);
+        ASSERT_EQ(std::tie(yy, mm, dd), std::tie(y, m, d));
+      }
+    }
+  }
+  int month = 5, day = 17;
+  JpegCommentDate::PropagateUnknowns(2008, &month, &day);
+  EXPECT_EQ(std::pair(month, day), std::pair(5, 17));
+  JpegCommentDate::PropagateUnknowns(0, &month, &day);
+  EXPECT_EQ(std::pair(month, day), std::pair(0, 0));
+  month = 0, day = 9;
+  JpegCommentDate::PropagateUnknowns(2008, &month, &day);
+  EXPECT_EQ(day, 0);
+
+  ScopedLogCapture capture;
+  EXPECT_FALSE(JpegCommentDate::YearMonthDayKeyFromInts(1, 1, 1, nullptr));
+  JpegCommentDate::YearMonthDayKeyAsInts(1, nullptr, nullptr, nullptr);
+  EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Check failed: date", "Check failed: year",
+                                                       "Check failed: month", "Check failed: day"}));
+}
+
+TEST(JpegCommentDateTest, AdjustsUnknownPeriodsToTheirEnd) {
+  auto adjusted = [](unsigned key) {
+    JpegCommentDate::AdjustUnknownDatePeriodsToEnd(&key);
+    int y, m, d;
+    JpegCommentDate::YearMonthDayKeyAsInts(key, &y, &m, &d);
+    return Text(JpegCommentDate(y, m, d));
+  };
+  EXPECT_EQ(adjusted(Key(2008, 0, 0)), "2008:12:31");
+  EXPECT_EQ(adjusted(Key(2008, 2, 0)), "2008:02:29");
+  EXPECT_EQ(adjusted(Key(2007, 2, 0)), "2007:02:28");
+  EXPECT_EQ(adjusted(Key(1900, 2, 0)), "1900:02:28");
+  EXPECT_EQ(adjusted(Key(2000, 2, 0)), "2000:02:29");
+  EXPECT_EQ(adjusted(Key(2008, 5, 17)), "2008:05:17");
+  EXPECT_EQ(adjusted(17), "0001:01:01");  // a key with unknown year
+  ScopedLogCapture capture;
+  unsigned zero = 0;
+  JpegCommentDate::AdjustUnknownDatePeriodsToEnd(&zero);
+  JpegCommentDate::AdjustUnknownDatePeriodsToEnd(nullptr);
+  EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Check failed: *date", "Check failed: date"}));
+  EXPECT_EQ(zero, 1u << 9 | 1u << 5 | 1u);
+}
+
+TEST(MonthTest, TablesSizesOffsetsAndNames) {
+  int offset = 0, leap_offset = 0;
+  for (int m = 1; m <= 12; ++m) {
+    EXPECT_EQ(Month(m).Offset(2007), offset);
+    EXPECT_EQ(Month(m).Offset(2008), leap_offset);
+    offset += Month(m).Size(2007);
+    leap_offset += Month(m).Size(2008);
+    std::ostringstream s;
+    s << Month(m);
+    EXPECT_EQ(s.str(), std::string(Month::name[m]).substr(0, 3));
+  }
+  EXPECT_EQ(offset, 365);
+  EXPECT_EQ(leap_offset, 366);
+  EXPECT_EQ(Month::name[0], nullptr);
+  EXPECT_EQ(Month::leapSize[0], 0);
+  EXPECT_EQ(Month(2).Size(2100), 28);
+  EXPECT_EQ(Month(2).Size(2400), 29);
+  EXPECT_EQ(Month(13).Size(2008), 0);
+  for (const auto& [in, out] : {std::pair{0, 12}, {-11, 1}, {13, 1}, {12, 12}, {1, 1}, {-12, 12}, {25, 1},
+                                {-2147483647 - 1, 4}, {2147483647, 7}}) {
+    Month m(in);
+    m.Normalize();
+    EXPECT_EQ(m.month(), out) << in;
+  }
+}
+
+}  // namespace
+}  // namespace vistara::testing

@@ -1,0 +1,150 @@
+#include "common/internal/jpeg_comments_dates.h"
+
+#include <gtest/gtest.h>
+
+#include "common/internal/jpeg_comment_test_util.h"
+
+namespace vistara::testing {
+namespace {
+
+using loupe::JpegCommentDate;
+using loupe::JpegCommentMessageDominantTileAcquisitionDate;
+using loupe::JpegCommentMessagePercentileTileAcquisitionDate;
+using DateMap = std::map<unsigned int, float>;
+
+unsigned Key(int y, int m, int d) {
+  unsigned key = 0;
+  JpegCommentDate::YearMonthDayKeyFromInts(y, m, d, &key);
+  return key;
+}
+
+std::string Text(const JpegCommentDate* d) {
+  if (!d) return "null";
+  std::string s;
+  d->AppendToString(&s);
+  delete d;
+  return s;
+}
+
+const unsigned kOld = Key(2006, 1, 1), kMid = Key(2007, 1, 1), kNew = Key(2008, 5, 17);
+
+template <class Message>
+std::unique_ptr<Message> Finalized(float bound, const DateMap& dates) {
+  auto m = std::make_unique<Message>(bound);
+  *m->mutable_dates_with_weights() = dates;
+  m->Finalize();
+  return m;
+}
+
+TEST(JpegCommentsDatesTest, FinalizeFillsOrScalesToFullCoverage) {
+  auto short_map = Finalized<JpegCommentMessageDominantTileAcquisitionDate>(0.5f, {{kOld, 0.5f}, {kMid, 0.3f}});
+  const DateMap& d = short_map->dates_with_weights();
+  ASSERT_EQ(d.size(), 3u);
+  EXPECT_FLOAT_EQ(d.at(0), 0.2f);
+  EXPECT_FLOAT_EQ(d.at(kOld), 0.5f);
+  EXPECT_FLOAT_EQ(d.at(kMid), 0.3f);
+
+  auto double_map = Finalized<JpegCommentMessageDominantTileAcquisitionDate>(0.5f, {{kOld, 1.5f}, {kMid, 0.5f}});
+  EXPECT_EQ(double_map->dates_with_weights(), (DateMap{{kOld, 0.75f}, {kMid, 0.25f}}));
+
+  auto empty = Finalized<JpegCommentMessageDominantTileAcquisitionDate>(0.5f, {});
+  EXPECT_EQ(empty->dates_with_weights(), (DateMap{{0, 1.0f}}));
+  EXPECT_EQ(Text(empty->AggregatedDate()), "0000:00:00");
+
+  // The iterator walks from the newest date back.
+  std::unique_ptr<loupe::JpegCommentTileAcquisitionDatesIterator> it(short_map->CreateIterator());
+  std::vector<unsigned> order;
+  unsigned date;
+  float weight;
+  while (it->Previous(&date, &weight)) order.push_back(date);
+  EXPECT_EQ(order, (std::vector<unsigned>{kMid, kOld, 0}));
+
+  ScopedLogCapture capture;
+  short_map->Finalize();
+  JpegCommentMessageDominantTileAcquisitionDate unfinished(0.5f);
+  delete unfinished.AggregatedDate();
+  delete unfinished.CreateIterator();
+  JpegCommentMessageDominantTileAcquisitionDate zero_bound(0.0f);
+  EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Check failed: !finalized_", "Check failed: finalized()",
+                                                       "Check failed: finalized_",
+                                                       "Check failed: coverage_lower_bound>0.0 0>0"}));
+}
+
+TEST(JpegCommentsDatesTest, DominantAndPercentileDates) {
+  // Equal shares: the older date wins at a bound of 0.5; at 0.6 neither is enough.
+  const DateMap halves = {{kOld, 0.5f}, {kNew, 0.5f}};
+  EXPECT_EQ(Text(Finalized<JpegCommentMessageDominantTileAcquisitionDate>(0.5f, halves)->AggregatedDate()),
+            "2006:01:01");
+  EXPECT_EQ(Text(Finalized<JpegCommentMessageDominantTileAcquisitionDate>(0.6f, halves)->AggregatedDate()),
+            "0000:00:00");
+  // The unknown share can dominate.
+  EXPECT_EQ(Text(Finalized<JpegCommentMessageDominantTileAcquisitionDate>(0.1f, {{kNew, 0.3f}})->AggregatedDate()),
+            "0000:00:00");
+  // A dominant message writes its date as its body.
+  auto m = Finalized<JpegCommentMessageDominantTileAcquisitionDate>(0.5f, {{kNew, 0.7f}, {kOld, 0.3f}});
+  EXPECT_EQ(m->BodyLengthInChars(), 10);
+  std::string body;
+  m->AppendToString(&body);
+  EXPECT_EQ(body, "2008:05:17");
+
+  auto p = Finalized<JpegCommentMessagePercentileTileAcquisitionDate>(0.5f, {{kOld, 0.4f}, {kMid, 0.3f}, {kNew, 0.3f}});
+  float coverage = 0;
+  EXPECT_EQ(Text(p->PercentileMostRecentDate(0.5f, &coverage)), "2007:01:01");
+  EXPECT_FLOAT_EQ(coverage, 0.6f);
+  EXPECT_EQ(Text(p->PercentileMostRecentDate(0.3f, &coverage)), "2008:05:17");
+  EXPECT_FLOAT_EQ(coverage, 0.3f);
+  EXPECT_EQ(Text(p->PercentileMostRecentDate(1.0f, &coverage)), "2006:01:01");
+  EXPECT_FLOAT_EQ(coverage, 1.0f);
+  EXPECT_EQ(Text(p->AggregatedDate()), "2007:01:01");
+  auto with_unknown = Finalized<JpegCommentMessagePercentileTileAcquisitionDate>(0.5f, {{kNew, 0.5f}});
+  EXPECT_EQ(Text(with_unknown->PercentileMostRecentDate(1.0f, nullptr)), "0000:00:00");
+
+  ScopedLogCapture capture;
+  delete p->PercentileMostRecentDate(1.5f, nullptr);
+  EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Check failed: coverage_lower_bound<=maximum_lower_bound 1.5<=1",
+                                                       "Check failed: coverage_lower_bound<=*coverage 1.5<=1"}));
+  capture.Clear();
+  EXPECT_EQ(loupe::SumMostRecentCoverage(halves, nullptr, 0.0f), 0.5f);  // reported, then stops at once
+  unsigned untouched = 7;
+  EXPECT_EQ(loupe::SumMostRecentCoverage({}, &untouched, 0.5f), 0.0f);
+  EXPECT_EQ(untouched, 7u);
+  EXPECT_EQ(capture.texts(), std::vector<std::string>{"Check failed: coverage_threshold>0.0 0>0"});
+}
+
+TEST(JpegCommentsDatesTest, SectionsOutAndIn) {
+  RegisterTestFamiliesOnce();  // "AD" with a bound of 0.6
+  EXPECT_EQ(loupe::JpegCommentFamilyAggregatedTileAcquisitionDate(), "AD");
+  EXPECT_EQ(loupe::JpegCommentFamilyAggregatedTileAcquisitionEndDate(), "AE");
+
+  std::unique_ptr<loupe::JpegCommentOutputBuffer> out(
+      loupe::JpegCommentTileAcquisitionDatesOut(new DateMap{{kNew, 0.7f}, {kOld, 0.3f}}));
+  ASSERT_TRUE(out);
+  EXPECT_TRUE(out->finalized());
+  // The worked example of docs/imagery-comments.md.
+  EXPECT_EQ(ToHex(out->buffer()),
+            "2A 23 4B 30 23 2A 30 2A 41 44 2A 32 30 30 38 3A 30 35 3A 31 37 2A 23 30 4B 23 2A");
+  EXPECT_EQ(Text(loupe::JpegCommentAggregatedTileDateIn(out->buffer().c_str())), "2008:05:17");
+  EXPECT_EQ(Text(loupe::JpegCommentAggregatedTileDateIn(("tile 12 " + out->buffer() + " end").c_str())),
+            "2008:05:17");
+  // A bound of 0.6 and two halves: no dominant date, no buffer.
+  EXPECT_EQ(loupe::JpegCommentTileAcquisitionDatesOut(new DateMap{{kOld, 0.5f}, {kNew, 0.5f}}), nullptr);
+  // Weights above full coverage are scaled first: 1.2 of 2.0 is 0.6.
+  out.reset(loupe::JpegCommentTileAcquisitionDatesOut(new DateMap{{kOld, 0.8f}, {kNew, 1.2f}}));
+  ASSERT_TRUE(out);
+  EXPECT_EQ(out->buffer(), "*#K0#*0*AD*2008:05:17*#0K#*");
+
+  EXPECT_EQ(loupe::JpegCommentAggregatedTileDateIn("no section"), nullptr);
+  EXPECT_EQ(loupe::JpegCommentAggregatedTileDateIn("*#K0#*0*TX*2008:05:17*#0K#*"), nullptr);
+  // A year-only body reads back as that year.
+  EXPECT_EQ(Text(loupe::JpegCommentAggregatedTileDateIn("*#K0#*0*AD*2008:00:00*#0K#*")), "2008:00:00");
+  // A bad body is still taken: the unknown date, with the parser's report.
+  ScopedLogCapture capture;
+  EXPECT_EQ(Text(loupe::JpegCommentAggregatedTileDateIn("*#K0#*0*AD*May 2008*#0K#*")), "0000:00:00");
+  EXPECT_EQ(Text(loupe::JpegCommentAggregatedTileDateIn(nullptr)), "null");
+  EXPECT_EQ(loupe::JpegCommentTileAcquisitionDatesOut(nullptr), nullptr);
+  EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Unable to parse a JpegCommentDate: setting it to Unknown.",
+                                                       "Check failed: encoded_sequence", "Check failed: date_map"}));
+}
+
+}  // namespace
+}  // namespace vistara::testing
