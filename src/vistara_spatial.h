@@ -3,8 +3,10 @@
 #define VISTARA_SPATIAL_H_
 
 #include "base/logging.h"
+#include "base/map_projection.h"
 #include "base/stringprintf.h"
 #include "base/strutil.h"
+#include "base/utmzone.h"
 #include "platform/base64.h"
 #include "platform/date_time.h"
 #include "platform/fast_math.h"
@@ -19,6 +21,7 @@
 #include "platform/vec.h"
 #include "platform/worker_thread.h"
 #include "spatial/spatial_api.h"
+#include "spatial/utm_strings.h"
 #include "spatial/wayfare_spatial_options.h"
 
 #endif  // VISTARA_SPATIAL_H_
