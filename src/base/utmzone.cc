@@ -39,6 +39,24 @@ constexpr double kInverse4 = 0.06065547077041606;    // 9 e'^2
 constexpr double kInverse6 = 1.6983531815716497;     // 252 e'^2
 constexpr double kInverse5 = 0.05391597401814761;    // 8 e'^2
 
+// Products and reciprocals of the constants above, folded by the compiler. The series below use
+// them, and trigonometric identities for the multiple angles, in place of further divisions and
+// calls into libm; the results match a term-by-term evaluation to within a few units in the last
+// place (tests/base/utmzone_test.cc holds such an evaluation and compares).
+constexpr double kInverseMuScale = 1.0 / (kScaleFactor * kArcLength);
+constexpr double kInverseEastScale = 1.0 / (kScaleFactor * kSemiMajorAxis);
+constexpr double kAxisOverMeridianRadius = kSemiMajorAxis / kMeridianRadius;
+constexpr double kSixth = 1.0 / 6.0;
+constexpr double k120th = 1.0 / 120.0;
+constexpr double k24th = 1.0 / 24.0;
+constexpr double k720th = 1.0 / 720.0;
+
+// Both projections need a valid zone.
+inline void CheckZonePositive(uint8_t longitude_zone_) {
+  if (longitude_zone_ > 0) return;
+  VS_LOG(FATAL) << "Check failed: longitude_zone_ > 0 " << int{longitude_zone_} << ">0";
+}
+
 // The central meridian of a zone, in degrees.
 inline int CentralMeridian(uint8_t zone) { return 6 * static_cast<int>(zone) - 183; }
 
@@ -78,10 +96,6 @@ void UTMZone::CheckZoneFields() const {
   if (!(longitude_zone_ <= 60)) VS_LOG(FATAL) << "Check failed: longitude_zone_<=60 " << int{longitude_zone_} << "<=60";
   VS_CHECK_GE(latitude_zone_, 'A');
   VS_CHECK_LE(latitude_zone_, 'Z');
-}
-
-void UTMZone::CheckZonePositive() const {
-  if (!(longitude_zone_ > 0)) VS_LOG(FATAL) << "Check failed: longitude_zone_ > 0 " << int{longitude_zone_} << ">0";
 }
 
 void UTMZone::Set(double lat, double lng) { Set(lat, lng, false); }
@@ -169,7 +183,7 @@ char UTMZone::ComputeUTMZoneLetter(double latitude) {
 }
 
 void UTMZone::LatLngToLocal(double lat, double lng, double* x, double* y) const {
-  CheckZonePositive();
+  CheckZonePositive(longitude_zone_);
   const double phi = lat * kDegreesToRadians;
   double dlng = lng - CentralMeridian(longitude_zone_);
   if (dlng > 180.0) dlng -= 360.0;
@@ -182,20 +196,25 @@ void UTMZone::LatLngToLocal(double lat, double lng, double* x, double* y) const 
   const double t = tan_phi * tan_phi;
   const double cc = kSecondEccentricitySquared * c * c;
   const double a = c * (dlng * kDegreesToRadians);
-  const double m = kSemiMajorAxis * (kArc0 * phi + kArc2 * std::sin(-2.0 * phi) + kArc4 * std::sin(4.0 * phi) -
-                                     kArc6 * std::sin(6.0 * phi));
+  // sin 2phi, 4phi, 6phi from sin phi and cos phi.
+  const double sin2 = 2.0 * s * c;
+  const double cos2 = 1.0 - 2.0 * s * s;
+  const double sin4 = 2.0 * sin2 * cos2;
+  const double sin6 = sin2 * (3.0 - 4.0 * sin2 * sin2);
+  const double m = kSemiMajorAxis * (kArc0 * phi + kArc2 * -sin2 + kArc4 * sin4 - kArc6 * sin6);
 
   const double a2 = a * a;
   const double a3 = a2 * a;
   const double a4 = a3 * a;
   const double a5 = a4 * a;
   const double a6 = a5 * a;
-  double east = kScaleFactor * n *
-                    (a + (1.0 - t + cc) * a3 / 6.0 + (5.0 - 18.0 * t + t * t + 72.0 * cc - kForward5) * a5 / 120.0) +
-                kFalseEasting;
+  const double east =
+      kScaleFactor * n *
+          (a + (1.0 - t + cc) * a3 * kSixth + (5.0 - 18.0 * t + t * t + 72.0 * cc - kForward5) * a5 * k120th) +
+      kFalseEasting;
   double north = kScaleFactor * (m + n * tan_phi *
-                                         (a2 / 2.0 + (5.0 - t + 9.0 * cc + 4.0 * cc * cc) * a4 / 24.0 +
-                                          (61.0 - 58.0 * t + t * t + 600.0 * cc - kForward6) * a6 / 720.0));
+                                         (a2 * 0.5 + (5.0 - t + 9.0 * cc + 4.0 * cc * cc) * a4 * k24th +
+                                          (61.0 - 58.0 * t + t * t + 600.0 * cc - kForward6) * a6 * k720th));
   // Bands below "N" are south; so are the invalid marks that sort below it ("A", "I").
   if (latitude_zone_ < 'N') north += kFalseNorthingSouth;
   *x = east - utm_origin_.x;
@@ -203,34 +222,41 @@ void UTMZone::LatLngToLocal(double lat, double lng, double* x, double* y) const 
 }
 
 void UTMZone::LocalToLatLng(double x, double y, double* lat, double* lng) const {
-  CheckZonePositive();
+  CheckZonePositive(longitude_zone_);
   const double east = x + utm_origin_.x;
   double north = y + utm_origin_.y;
   if (!(latitude_zone_ > 'M')) north -= kFalseNorthingSouth;
 
-  const double mu = north / kScaleFactor / kArcLength;
-  const double phi1 = mu + kFoot2 * std::sin(2.0 * mu) + kFoot4 * std::sin(4.0 * mu) + kFoot6 * std::sin(6.0 * mu);
+  const double mu = north * kInverseMuScale;
+  // sin 2mu, 4mu, 6mu from one sincos.
+  const double sin2 = std::sin(2.0 * mu);
+  const double cos2 = std::cos(2.0 * mu);
+  const double sin4 = 2.0 * sin2 * cos2;
+  const double sin6 = sin2 * (3.0 - 4.0 * sin2 * sin2);
+  const double phi1 = mu + kFoot2 * sin2 + kFoot4 * sin4 + kFoot6 * sin6;
   const double s = std::sin(phi1);
   const double c = std::cos(phi1);
   const double tan_phi1 = std::tan(phi1);
   const double b = 1.0 - kEccentricitySquared * s * s;
-  const double n1 = kSemiMajorAxis / std::sqrt(b);
   const double t = tan_phi1 * tan_phi1;
   const double cc = kSecondEccentricitySquared * c * c;
-  const double r1 = kMeridianRadius / (b * std::sqrt(b));  // b^1.5
-  const double d = (east - kFalseEasting) / (kScaleFactor * n1);
+  // With N1 = a / sqrt(b) and R1 = a (1 - e^2) / b^1.5: N1 / R1 = b a / (a (1 - e^2)), and
+  // D = (x' - 500000) / (k0 N1) = (x' - 500000) sqrt(b) / (k0 a).
+  const double n1_over_r1 = b * kAxisOverMeridianRadius;
+  const double d = (east - kFalseEasting) * std::sqrt(b) * kInverseEastScale;
 
   const double d2 = d * d;
   const double d3 = d2 * d;
   const double d4 = d3 * d;
   const double d5 = d4 * d;
   const double d6 = d5 * d;
-  const double phi = phi1 - (n1 * tan_phi1 / r1) *
-                                (d2 / 2.0 - (5.0 + 3.0 * t + 10.0 * cc - 4.0 * cc * cc - kInverse4) * d4 / 24.0 +
-                                 (61.0 + 90.0 * t + 298.0 * cc + 45.0 * t * t - kInverse6 - 3.0 * cc * cc) * d6 / 720.0);
+  const double phi =
+      phi1 - n1_over_r1 * tan_phi1 *
+                 (d2 * 0.5 - (5.0 + 3.0 * t + 10.0 * cc - 4.0 * cc * cc - kInverse4) * d4 * k24th +
+                  (61.0 + 90.0 * t + 298.0 * cc + 45.0 * t * t - kInverse6 - 3.0 * cc * cc) * d6 * k720th);
   *lat = phi * kRadiansToDegrees;
-  const double dlng = (d - (1.0 + 2.0 * t + cc) * d3 / 6.0 +
-                       (5.0 - 2.0 * cc + 28.0 * t - 3.0 * cc * cc + kInverse5 + 24.0 * t * t) * d5 / 120.0) /
+  const double dlng = (d - (1.0 + 2.0 * t + cc) * d3 * kSixth +
+                       (5.0 - 2.0 * cc + 28.0 * t - 3.0 * cc * cc + kInverse5 + 24.0 * t * t) * d5 * k120th) /
                       c;
   *lng = dlng * kRadiansToDegrees + CentralMeridian(longitude_zone_);
 }

