@@ -52,9 +52,9 @@ constexpr double k24th = 1.0 / 24.0;
 constexpr double k720th = 1.0 / 720.0;
 
 // Both projections need a valid zone.
-inline void CheckZonePositive(uint8_t longitude_zone_) {
-  if (longitude_zone_ > 0) return;
-  VS_LOG(FATAL) << "Check failed: longitude_zone_ > 0 " << int{longitude_zone_} << ">0";
+inline void CheckZonePositive(uint8_t zone) {
+  if (zone > 0) return;
+  VS_LOG(FATAL) << "Check failed: longitude_zone_ > 0 " << int{zone} << ">0";
 }
 
 // The central meridian of a zone, in degrees.
