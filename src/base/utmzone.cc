@@ -228,15 +228,24 @@ void UTMZone::LocalToLatLng(double x, double y, double* lat, double* lng) const 
   if (!(latitude_zone_ > 'M')) north -= kFalseNorthingSouth;
 
   const double mu = north * kInverseMuScale;
-  // sin 2mu, 4mu, 6mu from one sincos.
-  const double sin2 = std::sin(2.0 * mu);
-  const double cos2 = std::cos(2.0 * mu);
+  // One sincos of mu gives the multiple angles, and sin and cos of the footpoint latitude
+  // phi1 = mu + delta by the angle sum, with |delta| < 0.0026 so that the series of sin delta and
+  // cos delta below reach the last bit.
+  const double sin_mu = std::sin(mu);
+  const double cos_mu = std::cos(mu);
+  const double sin2 = 2.0 * sin_mu * cos_mu;
+  const double cos2 = 1.0 - 2.0 * sin_mu * sin_mu;
   const double sin4 = 2.0 * sin2 * cos2;
   const double sin6 = sin2 * (3.0 - 4.0 * sin2 * sin2);
-  const double phi1 = mu + kFoot2 * sin2 + kFoot4 * sin4 + kFoot6 * sin6;
-  const double s = std::sin(phi1);
-  const double c = std::cos(phi1);
-  const double tan_phi1 = std::tan(phi1);
+  const double delta = kFoot2 * sin2 + kFoot4 * sin4 + kFoot6 * sin6;
+  const double phi1 = mu + delta;
+  const double delta2 = delta * delta;
+  const double sin_delta = delta * (1.0 - delta2 * kSixth * (1.0 - delta2 * 0.05));
+  const double cos_delta = 1.0 - delta2 * 0.5 * (1.0 - delta2 * (1.0 / 12.0));
+  const double s = sin_mu * cos_delta + cos_mu * sin_delta;
+  const double c = cos_mu * cos_delta - sin_mu * sin_delta;
+  // sin / cos rather than a call to tan: within an ulp or two of it, and a tenth of the time.
+  const double tan_phi1 = s / c;
   const double b = 1.0 - kEccentricitySquared * s * s;
   const double t = tan_phi1 * tan_phi1;
   const double cc = kSecondEccentricitySquared * c * c;

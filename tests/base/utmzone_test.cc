@@ -168,7 +168,7 @@ void PlainInverse(int zone, double x, double y, double* lat, double* lng) {
 }
 
 // Our evaluation folds constants and uses multiple-angle identities: it must stay within rounding
-// of the term-by-term one. Measured: bit for bit forward on this grid, 2.8e-14 degrees inverse.
+// of the term-by-term one. Measured: bit for bit forward on this grid, 4.3e-14 degrees inverse.
 TEST(UTMZoneTest, MatchesTermByTermSeries) {
   const UTMZone zone(33, 'U');
   double worst_metres = 0, worst_degrees = 0;
