@@ -139,7 +139,7 @@ const Command kCommand{
     "Usage: vistara-spatial utm to [LATITUDE LONGITUDE] [--json]\n"
     "       vistara-spatial utm from [\"ZONE EASTING NORTHING\" | ZONE EASTING NORTHING] [--json]\n\n"
     "to    prints the zone, the easting and the northing of a position (degrees), as in\n"
-    "      \"31 U   448251.86 m E  5411932.56 m N\"; south of the equator the northing reads \"m S\"\n"
+    "      \"31 U  448251.90 m E  5411943.79 m N\"; south of the equator the northing reads \"m S\"\n"
     "      and keeps the 10 000 km false northing. Bands run from C (-80) to X (84).\n"
     "from  reads one line such as \"31U 448251 5411932\" (or three fields) and prints latitude and\n"
     "      longitude in degrees. Only whole metres count: fractions and units are ignored.\n\n"

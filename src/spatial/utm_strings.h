@@ -1,7 +1,7 @@
 // UTM positions as text for the user, and such text read back.
 //
-// Formatting gives three strings: the zone ("31 U"), the easting ("448251.86 m E") and the
-// northing ("5411932.56 m N", or "... m S" south of the equator, still with the 10 000 km false
+// Formatting gives three strings: the zone ("31 U"), the easting ("448251.90 m E") and the
+// northing ("5411943.79 m N", or "... m S" south of the equator, still with the 10 000 km false
 // northing). The unit texts are translatable (context "QObject"), read once on the first call.
 //
 // Parsing takes either three fields (zone, easting, northing) or one line ("31U 448251 5411932").
@@ -9,8 +9,8 @@
 // fraction, the unit) is ignored. Zone numbers are taken by their low 8 bits, so 257 reads as 1.
 //
 // All functions return false on failure and then leave their outputs untouched; nothing is
-// logged. Any text is safe input. Called by one thread at a time, except that the first call of
-// CreateUTMStrings may race with no other call of it.
+// logged. Any text is safe input. Called on one thread at a time (the host's object-model
+// thread): the unit texts and the compiled patterns are process-wide.
 #ifndef VISTARA_SPATIAL_UTM_STRINGS_H_
 #define VISTARA_SPATIAL_UTM_STRINGS_H_
 
