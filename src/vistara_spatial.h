@@ -3,8 +3,10 @@
 #define VISTARA_SPATIAL_H_
 
 #include "base/logging.h"
+#include "base/map_projection.h"
 #include "base/stringprintf.h"
 #include "base/strutil.h"
+#include "base/utmzone.h"
 #include "common/internal/jpeg_comment_date.h"
 #include "common/internal/jpeg_comments.h"
 #include "common/internal/jpeg_comments_dates.h"
@@ -29,6 +31,7 @@
 #include "spatial/orbit_utils.h"
 #include "spatial/solar_system_data.h"
 #include "spatial/spatial_api.h"
+#include "spatial/utm_strings.h"
 #include "spatial/wayfare_spatial_options.h"
 
 #endif  // VISTARA_SPATIAL_H_
