@@ -120,6 +120,9 @@ class PanoramaData : public Referent, public MemoryObject {
   CircularMap<double, QString> connection_lookup;  // heading (radians) to linked id; built lazily
 
  protected:
+  // The last reference deletes the record, through this class so that its block goes back to the
+  // heap it came from.
+  void orphaned() const override { delete this; }
   // Releases, in this order: the lookup map, the levels, the links, the depth map, the pano map,
   // the annotations, the host's panorama; the strings go last.
   ~PanoramaData() override;

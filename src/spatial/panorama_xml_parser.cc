@@ -1,6 +1,7 @@
 #include "spatial/panorama_xml_parser.h"
 
 #include <QCoreApplication>
+#include <limits>
 
 #include "platform/xml/xml_path_finder.h"
 #include "platform/xml/xml_reader.h"
@@ -14,6 +15,28 @@ namespace {
 // Bit 0 of the flags is bit 1 of the service's info_level, bit 1 is its bit 6.
 uint32_t InfoFlags(unsigned long long level) {
   return static_cast<uint32_t>(((level >> 1) & 1u) | (((level >> 6) & 1u) << 1));
+}
+
+// Qt 6 reads an overflowing number as an infinity with `ok` false; a failed conversion reads as
+// 0 here, whatever the reason.
+double ToDouble(const QString& text) {
+  bool ok = false;
+  const double value = text.toDouble(&ok);
+  return ok ? value : 0.0;
+}
+
+float ToFloat(const QString& text) {
+  bool ok = false;
+  const float value = text.toFloat(&ok);
+  return ok ? value : 0.0f;
+}
+
+// A double narrowed to a float; values beyond float's range (undefined for a plain cast) become
+// the infinity of their sign.
+float NarrowToFloat(double value) {
+  if (value > std::numeric_limits<float>::max()) return std::numeric_limits<float>::infinity();
+  if (value < -std::numeric_limits<float>::max()) return -std::numeric_limits<float>::infinity();
+  return static_cast<float>(value);
 }
 
 // Alpha-red-green-blue to alpha-blue-green-red.
@@ -30,14 +53,14 @@ void ReadLinks(XmlNode* node, PanoramaData* data) {
        link = link->GetNextSibling()) {
     ConnectedPano pano;
     const QString id = link->GetAttributeValue(QStringLiteral("pano_id"));
-    const double yaw = link->GetAttributeValue(QStringLiteral("yaw_deg")).toDouble();
+    const double yaw = ToDouble(link->GetAttributeValue(QStringLiteral("yaw_deg")));
     bool ok = false;
     uint32_t argb = link->GetAttributeValue(QStringLiteral("road_argb")).toUInt(&ok, 16);
     if (!ok) argb = 0xFFFFFFFFu;  // also for a missing attribute
     if (id.isEmpty()) continue;
     pano.id = id;
     pano.road_color = SwapRedBlue(argb);
-    pano.yaw_deg = static_cast<float>(yaw);
+    pano.yaw_deg = NarrowToFloat(yaw);
     data->connected_panos.push_back(pano);
   }
 }
@@ -84,8 +107,8 @@ RefPtr<PanoramaData> PanoramaXMLParser::ParsePanorama(XmlNode* node, const QByte
   if (!info_level.isEmpty()) data->info_flags = InfoFlags(info_level.toULongLong(nullptr, 10));
   const QString info_value = properties->GetAttributeValue(QStringLiteral("info_value"));
   if (!info_value.isEmpty()) data->info_value = info_value.toInt(nullptr, 10);
-  data->position.y = properties->GetAttributeValue(QStringLiteral("lat")).toDouble() / 180.0;
-  data->position.x = properties->GetAttributeValue(QStringLiteral("lng")).toDouble() / 180.0;
+  data->position.y = ToDouble(properties->GetAttributeValue(QStringLiteral("lat"))) / 180.0;
+  data->position.x = ToDouble(properties->GetAttributeValue(QStringLiteral("lng"))) / 180.0;
   data->position.z = 0;
   data->image_width = properties->GetAttributeValue(QStringLiteral("image_width")).toInt();
   data->image_height = properties->GetAttributeValue(QStringLiteral("image_height")).toInt();
@@ -110,9 +133,9 @@ RefPtr<PanoramaData> PanoramaXMLParser::ParsePanorama(XmlNode* node, const QByte
   data->copyright = tree.GetValue(QStringLiteral("data_properties/copyright"));
 
   if (XmlNode* projection = finder.Find(node, QStringLiteral("panorama/projection_properties"))) {
-    data->pano_yaw_deg = projection->GetAttributeValue(QStringLiteral("pano_yaw_deg")).toDouble();
-    data->tilt_yaw_deg = projection->GetAttributeValue(QStringLiteral("tilt_yaw_deg")).toDouble();
-    data->tilt_pitch_deg = projection->GetAttributeValue(QStringLiteral("tilt_pitch_deg")).toDouble();
+    data->pano_yaw_deg = ToDouble(projection->GetAttributeValue(QStringLiteral("pano_yaw_deg")));
+    data->tilt_yaw_deg = ToDouble(projection->GetAttributeValue(QStringLiteral("tilt_yaw_deg")));
+    data->tilt_pitch_deg = ToDouble(projection->GetAttributeValue(QStringLiteral("tilt_pitch_deg")));
   }
   ReadLinks(node, data.get());
   ReadLevels(node, data.get());
@@ -127,9 +150,9 @@ Annotation ExtractAnnotation(XmlNode* node) {
   annotation.id = node->GetAttributeValue(QStringLiteral("id"));
   annotation.title = node->GetAttributeValue(QStringLiteral("title"));
   if (XmlNode* child = node->GetFirstChild()) {
-    annotation.yaw = child->GetAttributeValue(QStringLiteral("yaw")).toFloat();
-    annotation.pitch = child->GetAttributeValue(QStringLiteral("pitch")).toFloat();
-    annotation.d = child->GetAttributeValue(QStringLiteral("d")).toFloat();
+    annotation.yaw = ToFloat(child->GetAttributeValue(QStringLiteral("yaw")));
+    annotation.pitch = ToFloat(child->GetAttributeValue(QStringLiteral("pitch")));
+    annotation.d = ToFloat(child->GetAttributeValue(QStringLiteral("d")));
   }
   return annotation;
 }

@@ -37,7 +37,14 @@ XmlReader::XmlReader(const QByteArray& xml) : document_(new Document) {
   const pugi::xml_parse_result result =
       document_->doc.load_buffer(xml.constData(), static_cast<size_t>(xml.size()), kParseOptions);
   if (!result) return;
-  pugi::xml_node_struct* root = FirstElement(document_->doc.first_child());
+  // pugixml takes a forest of elements at the top (and drops loose text there); a document has
+  // exactly one element.
+  pugi::xml_node_struct* root = nullptr;
+  for (pugi::xml_node n = document_->doc.first_child(); n; n = n.next_sibling()) {
+    if (n.type() != pugi::node_element) continue;
+    if (root) return;
+    root = n.internal_object();
+  }
   if (!root) return;
   root_ = MakeNode(root);
   errors_ = false;
