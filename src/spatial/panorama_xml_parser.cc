@@ -1,6 +1,7 @@
 #include "spatial/panorama_xml_parser.h"
 
 #include <QCoreApplication>
+#include <charconv>
 #include <limits>
 
 #include "platform/xml/xml_path_finder.h"
@@ -20,6 +21,32 @@ uint32_t InfoFlags(unsigned long long level) {
 // Qt 6 reads an overflowing number as an infinity with `ok` false; a failed conversion reads as
 // 0 here, whatever the reason.
 double ToDouble(const QString& text) {
+  // Plain decimals ("-0.125", "51") take a short cut: from_chars rounds correctly, as Qt does, so
+  // the value is the same. Everything else (blanks, exponents, "inf") goes through Qt.
+  const qsizetype size = text.size();
+  if (size > 0 && size <= 40) {
+    char digits[40];
+    const QChar* c = text.constData();
+    qsizetype i = 0, dot = -1;
+    bool plain = true;
+    for (; i < size && plain; ++i) {
+      const char16_t u = c[i].unicode();
+      if (u >= '0' && u <= '9') {
+      } else if (u == '-' && i == 0) {
+      } else if (u == '.' && dot < 0 && i > 0 && c[i - 1].unicode() != '-') {
+        dot = i;
+      } else {
+        plain = false;
+      }
+      digits[i] = static_cast<char>(u);
+    }
+    const bool digit_last = c[size - 1].unicode() >= '0' && c[size - 1].unicode() <= '9';
+    if (plain && digit_last) {
+      double value = 0;
+      const auto result = std::from_chars(digits, digits + size, value);
+      if (result.ec == std::errc() && result.ptr == digits + size) return value;
+    }
+  }
   bool ok = false;
   const double value = text.toDouble(&ok);
   return ok ? value : 0.0;

@@ -5,14 +5,16 @@
 #include <cstring>
 
 #include "platform/xml/xml_reader.h"
+#include "platform/xml/xml_utf8_name.h"
 #include "platform/xml/xml_tree.h"
 
 namespace vistara {
 
 XmlNode* XmlPathFinder::Find(XmlNode* node, const QString& path) const {
   if (!node) return nullptr;
-  QByteArray steps = path.toUtf8();
-  const char* step = steps.data();
+  xml_internal::Utf8Name steps(path);
+  if (!steps.valid()) return nullptr;
+  char* step = steps.data();
   pugi::xml_node current(node->node_);
   if (*step == '/') {
     current = pugi::xml_node(node->reader()->GetRoot()->node_);
@@ -21,16 +23,16 @@ XmlNode* XmlPathFinder::Find(XmlNode* node, const QString& path) const {
   // Cut the path into NUL-terminated steps in place and walk them.
   bool first = true;
   while (true) {
-    char* end = std::strchr(const_cast<char*>(step), '/');
+    char* end = std::strchr(step, '/');
     if (end) *end = '\0';
     if (first) {
-      if (std::strcmp(current.name(), step) != 0) return nullptr;
+      if (!xml_internal::SameName(current.name(), step)) return nullptr;
       first = false;
     } else {
       // An empty step would match pugixml's empty name of a text node: it matches nothing here.
       if (*step == '\0') return nullptr;
       pugi::xml_node child = current.first_child();
-      while (child && (child.type() != pugi::node_element || std::strcmp(child.name(), step) != 0)) {
+      while (child && (child.type() != pugi::node_element || !xml_internal::SameName(child.name(), step))) {
         child = child.next_sibling();
       }
       if (!child) return nullptr;

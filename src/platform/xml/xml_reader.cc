@@ -1,5 +1,7 @@
 #include "platform/xml/xml_reader.h"
 
+#include "platform/xml/xml_utf8_name.h"
+
 #include <pugixml.hpp>
 
 #include <cstring>
@@ -61,9 +63,14 @@ XmlNode* XmlReader::MakeNode(pugi::xml_node_struct* node) {
 QString XmlNode::GetName() const { return FromUtf8(pugi::xml_node(node_).name()); }
 
 QString XmlNode::GetText() const {
-  QString text(QLatin1String(""));
-  for (pugi::xml_node n = pugi::xml_node(node_).first_child(); n; n = n.next_sibling()) {
-    if (n.type() == pugi::node_pcdata || n.type() == pugi::node_cdata) text += QString::fromUtf8(n.value());
+  auto is_text = [](pugi::xml_node n) { return n.type() == pugi::node_pcdata || n.type() == pugi::node_cdata; };
+  pugi::xml_node n = pugi::xml_node(node_).first_child();
+  while (n && !is_text(n)) n = n.next_sibling();
+  if (!n) return QString(QLatin1String(""));
+  // The common case, one piece of text, needs no joining.
+  QString text = FromUtf8(n.value());
+  for (n = n.next_sibling(); n; n = n.next_sibling()) {
+    if (is_text(n)) text += QString::fromUtf8(n.value());
   }
   return text;
 }
@@ -77,9 +84,11 @@ std::vector<std::pair<QString, QString>> XmlNode::GetAttributes() const {
 }
 
 QString XmlNode::GetAttributeValue(const QString& name) const {
-  const QByteArray key = name.toUtf8();
+  const xml_internal::Utf8Name key(name);
+  if (!key.valid()) return QString();
+  const char* k = key.c_str();
   for (pugi::xml_attribute a = pugi::xml_node(node_).first_attribute(); a; a = a.next_attribute()) {
-    if (std::strcmp(a.name(), key.constData()) == 0) return FromUtf8(a.value());
+    if (xml_internal::SameName(a.name(), k)) return FromUtf8(a.value());
   }
   return QString();
 }
