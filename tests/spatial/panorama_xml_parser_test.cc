@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "platform/xml/xml_reader.h"
 #include "spatial/depth_map_xml_parser.h"
 #include "spatial/map_blob_test_util.h"
@@ -163,6 +165,38 @@ TEST(PanoramaXmlParserTest, AttributeConversions) {
   EXPECT_EQ(0.0f, links[0]->connected_panos[0].yaw_deg);  // out of range reads as 0
   EXPECT_EQ(0xFFFFFFFFu, links[0]->connected_panos[1].road_color);
   EXPECT_EQ(0xFFFFFFFFu, links[0]->connected_panos[2].road_color);
+}
+
+TEST(PanoramaXmlParserTest, NumbersReadAsQtReadsThem) {
+  // Plain decimals take a short cut past Qt's conversion; the values must not differ.
+  vistara::testing::SeededRandom rng;
+  SCOPED_TRACE(rng.seed_text());
+  std::vector<std::string> texts = {"0", "-0", "1.", ".5", "-.5", "+1", "1e3", " 7", "7 ", "0x1A", "1,5", "inf", "-nan",
+                                    "00012.50", "179.99999999999999999999", "-0.000000000000000000001",
+                                    "123456789012345678901234567890123456789", "1234567890123456789012345678901234567890.5"};
+  for (int i = 0; i < 2000; ++i) {
+    std::string t = rng.Int(0, 1) ? "-" : "";
+    for (int k = rng.Int(1, 12); k > 0; --k) t += static_cast<char>('0' + rng.Int(0, 9));
+    if (rng.Int(0, 1)) {
+      t += '.';
+      for (int k = rng.Int(1, 20); k > 0; --k) t += static_cast<char>('0' + rng.Int(0, 9));
+    }
+    texts.push_back(t);
+  }
+  for (const std::string& t : texts) {
+    const QString text = QString::fromStdString(t);
+    bool ok = false;
+    double expected = text.toDouble(&ok);
+    if (!ok) expected = 0;
+    const auto p = ParseProperties(QByteArray("lat=\"") + t.c_str() + "\"");
+    const double got = p->position.y;
+    if (std::isnan(expected)) {
+      EXPECT_TRUE(std::isnan(got)) << t;
+    } else {
+      EXPECT_EQ(expected / 180.0, got) << t;
+      EXPECT_EQ(std::signbit(expected), std::signbit(got)) << t;
+    }
+  }
 }
 
 TEST(PanoramaXmlParserTest, DocumentsThatGiveNothing) {
