@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <charconv>
+#include <cstring>
 #include <limits>
 
 #include "platform/xml/xml_path_finder.h"
@@ -18,38 +19,64 @@ uint32_t InfoFlags(unsigned long long level) {
   return static_cast<uint32_t>(((level >> 1) & 1u) | (((level >> 6) & 1u) << 1));
 }
 
+// Plain decimals ("-0.125", "51"): from_chars rounds correctly, as Qt does, so the value is the
+// one Qt gives. False for any other text (blanks, exponents, "inf", a sign alone, ".5", "5.").
+bool ReadPlainDecimal(const char* s, size_t n, double* value) {
+  if (n == 0 || n > 40) return false;
+  size_t i = s[0] == '-' ? 1 : 0;
+  const size_t digits_start = i;
+  while (i < n && s[i] >= '0' && s[i] <= '9') ++i;
+  if (i == digits_start) return false;
+  if (i < n && s[i] == '.') {
+    const size_t fraction_start = ++i;
+    while (i < n && s[i] >= '0' && s[i] <= '9') ++i;
+    if (i == fraction_start) return false;
+  }
+  if (i != n) return false;
+  const auto result = std::from_chars(s, s + n, *value);
+  return result.ec == std::errc() && result.ptr == s + n;
+}
+
+// The readers below take an attribute's raw UTF-8 text (null when it is absent, which Qt reads as
+// the null string, that is 0). Plain digits are read here, with the results Qt gives them; any
+// other text goes through QString and Qt's own conversion.
+
+bool AllDigits(const char* s, size_t n, int base) {
+  if (n == 0) return false;
+  for (size_t i = 0; i < n; ++i) {
+    const char c = s[i];
+    const bool digit = (c >= '0' && c <= '9') ||
+                       (base == 16 && ((c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F')));
+    if (!digit) return false;
+  }
+  return true;
+}
+
 // Qt 6 reads an overflowing number as an infinity with `ok` false; a failed conversion reads as
 // 0 here, whatever the reason.
-double ToDouble(const QString& text) {
-  // Plain decimals ("-0.125", "51") take a short cut: from_chars rounds correctly, as Qt does, so
-  // the value is the same. Everything else (blanks, exponents, "inf") goes through Qt.
-  const qsizetype size = text.size();
-  if (size > 0 && size <= 40) {
-    char digits[40];
-    const QChar* c = text.constData();
-    qsizetype i = 0, dot = -1;
-    bool plain = true;
-    for (; i < size && plain; ++i) {
-      const char16_t u = c[i].unicode();
-      if (u >= '0' && u <= '9') {
-      } else if (u == '-' && i == 0) {
-      } else if (u == '.' && dot < 0 && i > 0 && c[i - 1].unicode() != '-') {
-        dot = i;
-      } else {
-        plain = false;
-      }
-      digits[i] = static_cast<char>(u);
-    }
-    const bool digit_last = c[size - 1].unicode() >= '0' && c[size - 1].unicode() <= '9';
-    if (plain && digit_last) {
-      double value = 0;
-      const auto result = std::from_chars(digits, digits + size, value);
-      if (result.ec == std::errc() && result.ptr == digits + size) return value;
-    }
-  }
+double ReadDouble(XmlNode* node, const char* name) {
+  const char* raw = node->GetAttributeUtf8(name);
+  if (!raw) return 0.0;
+  double value = 0;
+  if (ReadPlainDecimal(raw, std::strlen(raw), &value)) return value;
   bool ok = false;
-  const double value = text.toDouble(&ok);
+  value = QString::fromUtf8(raw).toDouble(&ok);
   return ok ? value : 0.0;
+}
+
+// Decimal int, as QString::toInt(nullptr, 10).
+int ReadInt(XmlNode* node, const char* name) {
+  const char* raw = node->GetAttributeUtf8(name);
+  if (!raw) return 0;
+  const size_t n = std::strlen(raw);
+  const bool negative = n > 1 && raw[0] == '-';
+  // Up to 9 digits can't overflow an int.
+  if (n - negative <= 9 && AllDigits(raw + negative, n - negative, 10)) {
+    int value = 0;
+    for (size_t i = negative; i < n; ++i) value = value * 10 + (raw[i] - '0');
+    return negative ? -value : value;
+  }
+  return QString::fromUtf8(raw).toInt(nullptr, 10);
 }
 
 float ToFloat(const QString& text) {
@@ -80,9 +107,19 @@ void ReadLinks(XmlNode* node, PanoramaData* data) {
        link = link->GetNextSibling()) {
     ConnectedPano pano;
     const QString id = link->GetAttributeValue(QStringLiteral("pano_id"));
-    const double yaw = ToDouble(link->GetAttributeValue(QStringLiteral("yaw_deg")));
+    const double yaw = ReadDouble(link, "yaw_deg");
+    const char* raw = link->GetAttributeUtf8("road_argb");
     bool ok = false;
-    uint32_t argb = link->GetAttributeValue(QStringLiteral("road_argb")).toUInt(&ok, 16);
+    uint32_t argb = 0;
+    if (raw) {
+      const size_t n = std::strlen(raw);
+      if (n <= 8 && AllDigits(raw, n, 16)) {
+        argb = static_cast<uint32_t>(std::strtoul(raw, nullptr, 16));
+        ok = true;
+      } else {
+        argb = QString::fromUtf8(raw).toUInt(&ok, 16);
+      }
+    }
     if (!ok) argb = 0xFFFFFFFFu;  // also for a missing attribute
     if (id.isEmpty()) continue;
     pano.id = id;
@@ -100,7 +137,7 @@ void ReadLevels(XmlNode* node, PanoramaData* data) {
     ConnectedLevel entry;
     entry.level_id = level->GetAttributeValue(QStringLiteral("level_id"));
     entry.pano_id = level->GetAttributeValue(QStringLiteral("pano_id"));
-    entry.ordinal = level->GetAttributeValue(QStringLiteral("ordinal")).toInt();
+    entry.ordinal = ReadInt(level, "ordinal");
     const XmlTree tree(level);
     entry.text = tree.GetValue(QStringLiteral("level/text"));
     entry.abbreviation = tree.GetValue(QStringLiteral("level/abbreviation"));
@@ -130,19 +167,26 @@ RefPtr<PanoramaData> PanoramaXMLParser::ParsePanorama(XmlNode* node, const QByte
 
   RefPtr<PanoramaData> data(new (HeapManager::GetDynamicHeap())
                                 PanoramaData(properties->GetAttributeValue(QStringLiteral("pano_id"))));
-  const QString info_level = properties->GetAttributeValue(QStringLiteral("info_level"));
-  if (!info_level.isEmpty()) data->info_flags = InfoFlags(info_level.toULongLong(nullptr, 10));
-  const QString info_value = properties->GetAttributeValue(QStringLiteral("info_value"));
-  if (!info_value.isEmpty()) data->info_value = info_value.toInt(nullptr, 10);
-  data->position.y = ToDouble(properties->GetAttributeValue(QStringLiteral("lat"))) / 180.0;
-  data->position.x = ToDouble(properties->GetAttributeValue(QStringLiteral("lng"))) / 180.0;
+  const char* info_level = properties->GetAttributeUtf8("info_level");
+  if (info_level && *info_level) {
+    const size_t n = std::strlen(info_level);
+    // Up to 18 digits can't overflow 64 bits.
+    const unsigned long long v = n <= 18 && AllDigits(info_level, n, 10)
+                                     ? std::strtoull(info_level, nullptr, 10)
+                                     : QString::fromUtf8(info_level).toULongLong(nullptr, 10);
+    data->info_flags = InfoFlags(v);
+  }
+  const char* info_value = properties->GetAttributeUtf8("info_value");
+  if (info_value && *info_value) data->info_value = ReadInt(properties, "info_value");
+  data->position.y = ReadDouble(properties, "lat") / 180.0;
+  data->position.x = ReadDouble(properties, "lng") / 180.0;
   data->position.z = 0;
-  data->image_width = properties->GetAttributeValue(QStringLiteral("image_width")).toInt();
-  data->image_height = properties->GetAttributeValue(QStringLiteral("image_height")).toInt();
-  data->tile_width = properties->GetAttributeValue(QStringLiteral("tile_width")).toInt();
-  data->tile_height = properties->GetAttributeValue(QStringLiteral("tile_height")).toInt();
+  data->image_width = ReadInt(properties, "image_width");
+  data->image_height = ReadInt(properties, "image_height");
+  data->tile_width = ReadInt(properties, "tile_width");
+  data->tile_height = ReadInt(properties, "tile_height");
   data->image_date = properties->GetAttributeValue(QStringLiteral("image_date"));
-  data->scene = properties->GetAttributeValue(QStringLiteral("scene")).toInt();
+  data->scene = ReadInt(properties, "scene");
   data->level_id = properties->GetAttributeValue(QStringLiteral("level_id"));
 
   const XmlTree tree(properties);
@@ -160,9 +204,9 @@ RefPtr<PanoramaData> PanoramaXMLParser::ParsePanorama(XmlNode* node, const QByte
   data->copyright = tree.GetValue(QStringLiteral("data_properties/copyright"));
 
   if (XmlNode* projection = finder.Find(node, QStringLiteral("panorama/projection_properties"))) {
-    data->pano_yaw_deg = ToDouble(projection->GetAttributeValue(QStringLiteral("pano_yaw_deg")));
-    data->tilt_yaw_deg = ToDouble(projection->GetAttributeValue(QStringLiteral("tilt_yaw_deg")));
-    data->tilt_pitch_deg = ToDouble(projection->GetAttributeValue(QStringLiteral("tilt_pitch_deg")));
+    data->pano_yaw_deg = ReadDouble(projection, "pano_yaw_deg");
+    data->tilt_yaw_deg = ReadDouble(projection, "tilt_yaw_deg");
+    data->tilt_pitch_deg = ReadDouble(projection, "tilt_pitch_deg");
   }
   ReadLinks(node, data.get());
   ReadLevels(node, data.get());

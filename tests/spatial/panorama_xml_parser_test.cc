@@ -168,16 +168,21 @@ TEST(PanoramaXmlParserTest, AttributeConversions) {
 }
 
 TEST(PanoramaXmlParserTest, NumbersReadAsQtReadsThem) {
-  // Plain decimals take a short cut past Qt's conversion; the values must not differ.
+  // Plain numbers take a short cut past Qt's conversions; the values must not differ.
   vistara::testing::SeededRandom rng;
   SCOPED_TRACE(rng.seed_text());
   std::vector<std::string> texts = {"0", "-0", "1.", ".5", "-.5", "+1", "1e3", " 7", "7 ", "0x1A", "1,5", "inf", "-nan",
-                                    "00012.50", "179.99999999999999999999", "-0.000000000000000000001",
+                                    "-", "00012.50", "179.99999999999999999999", "-0.000000000000000000001",
+                                    "2147483647", "2147483648", "-2147483648", "999999999", "-999999999",
+                                    "4294967295", "ffffffff", "FFFFFFFF", "100000000", "0xff", "18446744073709551615",
+                                    "18446744073709551616", "123456789012345678", "1234567890123456789",
                                     "123456789012345678901234567890123456789", "1234567890123456789012345678901234567890.5"};
-  for (int i = 0; i < 2000; ++i) {
-    std::string t = rng.Int(0, 1) ? "-" : "";
-    for (int k = rng.Int(1, 12); k > 0; --k) t += static_cast<char>('0' + rng.Int(0, 9));
-    if (rng.Int(0, 1)) {
+  const char kHex[] = "0123456789abcdefABCDEF";
+  for (int i = 0; i < 3000; ++i) {
+    std::string t = rng.Int(0, 3) == 0 ? "-" : "";
+    const bool hex = rng.Int(0, 3) == 0;
+    for (int k = rng.Int(1, 20); k > 0; --k) t += hex ? kHex[rng.Int(0, 21)] : static_cast<char>('0' + rng.Int(0, 9));
+    if (rng.Int(0, 2) == 0) {
       t += '.';
       for (int k = rng.Int(1, 20); k > 0; --k) t += static_cast<char>('0' + rng.Int(0, 9));
     }
@@ -188,14 +193,26 @@ TEST(PanoramaXmlParserTest, NumbersReadAsQtReadsThem) {
     bool ok = false;
     double expected = text.toDouble(&ok);
     if (!ok) expected = 0;
-    const auto p = ParseProperties(QByteArray("lat=\"") + t.c_str() + "\"");
-    const double got = p->position.y;
+    const auto p = ParseText(QByteArray("<panorama><data_properties lat=\"") + t.c_str() + "\" image_width=\"" +
+                             t.c_str() + "\" info_level=\"" + t.c_str() + "\" info_value=\"" + t.c_str() +
+                             "\"/><annotation_properties><link pano_id=\"a\" road_argb=\"" + t.c_str() +
+                             "\"/></annotation_properties></panorama>");
+    ASSERT_EQ(1u, p.size());
+    const double got = p[0]->position.y;
     if (std::isnan(expected)) {
       EXPECT_TRUE(std::isnan(got)) << t;
     } else {
       EXPECT_EQ(expected / 180.0, got) << t;
       EXPECT_EQ(std::signbit(expected), std::signbit(got)) << t;
     }
+    EXPECT_EQ(text.toInt(), p[0]->image_width) << t;
+    EXPECT_EQ(text.toInt(), p[0]->info_value) << t;
+    const unsigned long long level = text.toULongLong();
+    EXPECT_EQ(((level >> 1) & 1) | (((level >> 6) & 1) << 1), p[0]->info_flags) << t;
+    uint32_t argb = text.toUInt(&ok, 16);
+    if (!ok) argb = 0xFFFFFFFFu;
+    EXPECT_EQ((argb & 0xFF00FF00u) | ((argb >> 16) & 0xFF) | ((argb & 0xFF) << 16), p[0]->connected_panos[0].road_color)
+        << t;
   }
 }
 

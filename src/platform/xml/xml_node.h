@@ -41,6 +41,9 @@ class XmlNode {
   // The value of the first attribute named exactly `name`, or the null string if there is none.
   // A present but empty attribute gives an empty, non-null string.
   QString GetAttributeValue(const QString& name) const;
+  // The same look-up for a UTF-8 name, giving the value's UTF-8 text as parsed (entities
+  // expanded), or null if there is none. The text lives as long as the reader.
+  const char* GetAttributeUtf8(const char* name) const;
   // The first child element, or null.
   XmlNode* GetFirstChild() const;
   // The next element of the same parent, or null.

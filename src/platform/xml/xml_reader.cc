@@ -93,6 +93,13 @@ QString XmlNode::GetAttributeValue(const QString& name) const {
   return QString();
 }
 
+const char* XmlNode::GetAttributeUtf8(const char* name) const {
+  for (pugi::xml_attribute a = pugi::xml_node(node_).first_attribute(); a; a = a.next_attribute()) {
+    if (xml_internal::SameName(a.name(), name)) return a.value();
+  }
+  return nullptr;
+}
+
 XmlNode* XmlNode::GetFirstChild() const {
   if (!first_child_known_) {
     first_child_ = reader_->MakeNode(FirstElement(pugi::xml_node(node_).first_child()));
