@@ -5,6 +5,7 @@
 #include "base/logging.h"
 #include "base/stringprintf.h"
 #include "base/strutil.h"
+#include "diorama/binary_coder.h"
 #include "platform/base64.h"
 #include "platform/date_time.h"
 #include "platform/fast_math.h"
@@ -20,5 +21,9 @@
 #include "platform/worker_thread.h"
 #include "spatial/spatial_api.h"
 #include "spatial/wayfare_spatial_options.h"
+#include "util/coding/bitcoding.h"
+#include "util/coding/bits.h"
+#include "util/coding/coder.h"
+#include "util/coding/varint.h"
 
 #endif  // VISTARA_SPATIAL_H_
