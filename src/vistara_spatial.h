@@ -25,5 +25,9 @@
 #include "util/coding/bits.h"
 #include "util/coding/coder.h"
 #include "util/coding/varint.h"
+#include "util/geometry3d/bbox.h"
+#include "util/geometry3d/mesh/shape.h"
+#include "util/geometry3d/mesh/shape_iterator.h"
+#include "util/geometry3d/vector.h"
 
 #endif  // VISTARA_SPATIAL_H_
