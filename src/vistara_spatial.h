@@ -6,6 +6,7 @@
 #include "base/stringprintf.h"
 #include "base/strutil.h"
 #include "diorama/binary_coder.h"
+#include "diorama/shape_coder.h"
 #include "platform/base64.h"
 #include "platform/date_time.h"
 #include "platform/fast_math.h"

@@ -76,6 +76,7 @@ class BinaryEncoder {
 
  protected:
   BitEncoder* bit_encoder() { return encoder_.get(); }
+  const BitEncoder* bit_encoder() const { return encoder_.get(); }
 
  private:
   std::unique_ptr<BitEncoder> encoder_;

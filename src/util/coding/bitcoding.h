@@ -86,8 +86,9 @@ class BitEncoder {
   void FlushToByte();
 
   const Encoder& encoder() const { return encoder_; }
-  // Bits pending in the accumulator (0..31).
+  // Bits pending in the accumulator (0..31), first bit lowest in pending_value().
   int pending_bits() const { return num_bits_; }
+  uint32_t pending_value() const { return acc_; }
   // Bytes stored * 8 + pending bits.
   size_t num_bits() const { return 8 * encoder_.length() + static_cast<size_t>(num_bits_); }
 
