@@ -22,10 +22,15 @@ void BinaryEncoder::WriteVarUInt(int value, int group_bits) {
     base += uint64_t{1} << (k * (c - 1));  // k * (c - 1) <= 31: t < 2^32
     t = (t - range) >> k;
   }
-  encoder_->PutOnes(c - 1);
-  encoder_->PutBits(0, 1);
   const uint64_t payload = v - base;
   const int bits = c * k;
+  if (c + bits <= 32) {
+    // Prefix (c - 1 ones and a zero) and payload in one field: the same bits, one store.
+    encoder_->PutBits(static_cast<uint32_t>(BitEncoder::mask_[c - 1] | payload << c), c + bits);
+    return;
+  }
+  encoder_->PutOnes(c - 1);
+  encoder_->PutBits(0, 1);
   if (bits <= 32) {
     encoder_->PutBits(static_cast<uint32_t>(payload), bits);
   } else {
@@ -139,7 +144,9 @@ std::string BinaryDecoder::ReadStringOfLength(uint32_t length) {
   // The length is a signed count in the stream's terms: 2^31 and up is below 1.
   if (static_cast<int32_t>(length) < 1) return std::string();
   std::string s(BoundedCount(length), '\0');
-  for (char& ch : s) ch = static_cast<char>(ReadBits(8));
+  // Once the input is used up every read gives 0 and leaves the state as it is, so the zero
+  // tail is already in place.
+  for (size_t i = 0; i < s.size() && BitsLeft() > 0; ++i) s[i] = static_cast<char>(ReadBits(8));
   return s;
 }
 

@@ -49,10 +49,8 @@ class BinaryEncoder {
   int buffer_size() const { return static_cast<int>((num_bits() + 7) / 8); }
   size_t num_bits() const { return encoder_->num_bits(); }
 
-  void WriteBits(int value, int n) {
-    encoder_->EnsureBits(n);
-    encoder_->PutBits(static_cast<uint32_t>(value), n);
-  }
+  // Each stored word makes its own room, so a field needs no Reserve first.
+  void WriteBits(int value, int n) { encoder_->PutBits(static_cast<uint32_t>(value), n); }
   void WriteUInt(int value, int n) { WriteBits(value, n); }
   void WriteInt(int value, int n) { WriteBits(value, n); }
   // `value` is taken as unsigned; group_bits 1 and 4 are the ones the formats use.

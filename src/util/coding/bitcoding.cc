@@ -129,7 +129,7 @@ bool BitDecoder::GetBitsSlow(int n, uint32_t* v) {
   return true;
 }
 
-bool BitDecoder::GetUnary(int* count) {
+bool BitDecoder::GetUnarySlow(int* count) {
   int total = 0;
   int ones = std::countr_one(acc_);  // 32 for a word of ones
   while (ones >= num_bits_) {

@@ -134,7 +134,17 @@ class BitDecoder {
   }
   // The number of one bits before the next zero bit, which is consumed too. False with
   // *count = 0 when the data ends inside the run.
-  bool GetUnary(int* count);
+  bool GetUnary(int* count) {
+    const int ones = std::countr_one(acc_);  // 32 for a word of ones
+    if (ones < num_bits_) {
+      // The run and its zero lie in the accumulator: two shifts, neither by 32.
+      acc_ = (acc_ >> ones) >> 1;
+      num_bits_ -= ones + 1;
+      *count = ones;
+      return true;
+    }
+    return GetUnarySlow(count);
+  }
   // A gamma code (see BitEncoder::PutGamma). False with *v = 0 at the end of the data.
   bool GetGamma(uint32_t* v);
 
@@ -151,6 +161,7 @@ class BitDecoder {
  private:
   static uint32_t mask(int n) { return BitEncoder::mask_[n]; }
   bool GetBitsSlow(int n, uint32_t* v);
+  bool GetUnarySlow(int* count);
   // Replaces the accumulator with up to 32 bits from decoder_.
   void Refill();
 

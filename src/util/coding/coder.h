@@ -116,14 +116,15 @@ class Decoder {
   // A base-128 value. False when the bytes end inside it (or a 32-bit value would need a fifth
   // byte with fewer than five left); `p_` moves only on success. See the .cc for the 64-bit rule.
   bool get_varint32(uint32_t* v) {
-    if (limit_ - p_ >= Varint::kMax32 && static_cast<unsigned char>(*p_) < 128) {
+    // A one-byte value reads the same on the short and the long path.
+    if (p_ < limit_ && static_cast<unsigned char>(*p_) < 128) {
       *v = static_cast<unsigned char>(*p_++);
       return true;
     }
     return get_varint32_slow(v);
   }
   bool get_varint64(uint64_t* v) {
-    if (limit_ - p_ >= Varint::kMax64 && static_cast<unsigned char>(*p_) < 128) {
+    if (p_ < limit_ && static_cast<unsigned char>(*p_) < 128) {
       *v = static_cast<unsigned char>(*p_++);
       return true;
     }

@@ -58,7 +58,7 @@ char* Varint::Encode32Long(char* sptr, uint32_t v) {
   return sptr + 5;
 }
 
-char* Varint::Encode64(char* sptr, uint64_t v) {
+char* Varint::Encode64Long(char* sptr, uint64_t v) {
   if (v < (uint64_t{1} << 28)) return Encode32(sptr, static_cast<uint32_t>(v));
   auto* p = reinterpret_cast<unsigned char*>(sptr);
   constexpr uint32_t B = 128;

@@ -41,7 +41,13 @@ class Varint {
     }
     return Encode32Long(sptr, v);
   }
-  static char* Encode64(char* sptr, uint64_t v);
+  static char* Encode64(char* sptr, uint64_t v) {
+    if (v < (1u << 7)) {
+      *sptr = static_cast<char>(v);
+      return sptr + 1;
+    }
+    return Encode64Long(sptr, v);
+  }
 
   static void Append32(std::string* s, uint32_t v);
   static void Append64(std::string* s, uint64_t v);
@@ -65,6 +71,7 @@ class Varint {
 
  private:
   static char* Encode32Long(char* sptr, uint32_t v);
+  static char* Encode64Long(char* sptr, uint64_t v);
 };
 
 }  // namespace loupe
