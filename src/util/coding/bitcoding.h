@@ -126,7 +126,8 @@ class BitDecoder {
   bool GetBits(int n, uint32_t* v) {
     if (n <= num_bits_ && n >= 0) {
       *v = acc_ & mask(n);
-      acc_ = n == num_bits_ ? 0 : acc_ >> n;  // n < num_bits_ <= 32: never a shift by 32
+      // Shifted in 64 bits: taking all 32 valid bits leaves 0 without a 32-bit shift by 32.
+      acc_ = static_cast<uint32_t>(uint64_t{acc_} >> n);
       num_bits_ -= n;
       return true;
     }

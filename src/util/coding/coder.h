@@ -121,11 +121,22 @@ class Decoder {
       *v = static_cast<unsigned char>(*p_++);
       return true;
     }
+    // Two bytes, also the same on both paths.
+    if (limit_ - p_ >= 2 && static_cast<unsigned char>(p_[1]) < 128) {
+      *v = (static_cast<unsigned char>(p_[0]) & 127u) | uint32_t{static_cast<unsigned char>(p_[1])} << 7;
+      p_ += 2;
+      return true;
+    }
     return get_varint32_slow(v);
   }
   bool get_varint64(uint64_t* v) {
     if (p_ < limit_ && static_cast<unsigned char>(*p_) < 128) {
       *v = static_cast<unsigned char>(*p_++);
+      return true;
+    }
+    if (limit_ - p_ >= 2 && static_cast<unsigned char>(p_[1]) < 128) {
+      *v = (static_cast<unsigned char>(p_[0]) & 127u) | uint64_t{static_cast<unsigned char>(p_[1])} << 7;
+      p_ += 2;
       return true;
     }
     return get_varint64_slow(v);
