@@ -58,18 +58,6 @@ char* Varint::Encode32Long(char* sptr, uint32_t v) {
   return sptr + 5;
 }
 
-char* Varint::Encode64Long(char* sptr, uint64_t v) {
-  // The same bytes as branching on 2^28 and 2^35 and handing the rest (v >> 35) to Encode32:
-  // seven bits a byte, continued while more remain. The plain loop is the faster form here.
-  auto* p = reinterpret_cast<unsigned char*>(sptr);
-  while (v >= 128) {
-    *p++ = static_cast<unsigned char>(v | 128);
-    v >>= 7;
-  }
-  *p++ = static_cast<unsigned char>(v);
-  return reinterpret_cast<char*>(p);
-}
-
 void Varint::Append32(std::string* s, uint32_t v) {
   if (v < 128) {
     s->push_back(static_cast<char>(v));
