@@ -47,40 +47,34 @@ void Encoder::Resize(unsigned N) {
   if (length() >= N) p_ = buf_ + N;
 }
 
-bool Decoder::get_varint32_slow(uint32_t* v) {
-  if (limit_ - p_ >= Varint::kMax32) {
-    const char* r = Varint::Parse32Fallback(p_, v);
-    if (r == nullptr) return false;
-    p_ = r;
-    return true;
-  }
+const char* Decoder::GetVarint32Slow(const char* p, const char* limit, uint32_t* v) {
+  if (limit - p >= Varint::kMax32) return Varint::Parse32Fallback(p, v);
   // Fewer than five bytes: a varint that needs a further byte here fails.
-  const char* p = p_;
   uint32_t result = 0;
-  for (int shift = 0; p < limit_; shift += 7) {
+  for (int shift = 0; p < limit; shift += 7) {
     const uint32_t b = static_cast<unsigned char>(*p++);
     result |= (b & 127) << shift;
     if (b < 128) {
       *v = result;
-      p_ = p;
-      return true;
+      return p;
     }
   }
-  return false;
+  return nullptr;
 }
 
-bool Decoder::get_varint64_slow(uint64_t* v) {
-  if (limit_ - p_ >= Varint::kMax64) {
-    const char* r = Varint::Parse64Fallback(p_, v);
+bool Decoder::GetVarint64Slow(const char** p, const char* limit, uint64_t* v) {
+  if (limit - *p >= Varint::kMax64) {
+    const char* r = Varint::Parse64Fallback(*p, v);
     if (r == nullptr) return false;
-    p_ = r;
+    *p = r;
     return true;
   }
-  // Fewer than ten bytes: p_ advances with each byte and stays where a failure leaves it.
+  // Fewer than ten bytes: the position advances with each byte and stays where a failure
+  // leaves it.
   uint64_t result = 0;
   for (int shift = 0; shift < 70; shift += 7) {
-    if (p_ >= limit_) return false;
-    const uint64_t b = static_cast<unsigned char>(*p_++);
+    if (*p >= limit) return false;
+    const uint64_t b = static_cast<unsigned char>(*(*p)++);
     result |= (b & 127) << shift;
     if (b < 128) {
       *v = result;

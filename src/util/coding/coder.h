@@ -127,7 +127,10 @@ class Decoder {
       p_ += 2;
       return true;
     }
-    return get_varint32_slow(v);
+    const char* r = GetVarint32Slow(p_, limit_, v);
+    if (r == nullptr) return false;
+    p_ = r;
+    return true;
   }
   bool get_varint64(uint64_t* v) {
     if (p_ < limit_ && static_cast<unsigned char>(*p_) < 128) {
@@ -139,12 +142,18 @@ class Decoder {
       p_ += 2;
       return true;
     }
-    return get_varint64_slow(v);
+    const char* p = p_;
+    const bool ok = GetVarint64Slow(&p, limit_, v);
+    p_ = p;
+    return ok;
   }
 
  private:
-  bool get_varint32_slow(uint32_t* v);
-  bool get_varint64_slow(uint64_t* v);
+  // Out of line and free of `this`, so that the cursor can stay in a register in callers' loops.
+  // The new position, or null on failure.
+  static const char* GetVarint32Slow(const char* p, const char* limit, uint32_t* v);
+  // Moves *p as get_varint64 moves p_ (also on a failure of the short path).
+  static bool GetVarint64Slow(const char** p, const char* limit, uint64_t* v);
 
   const char* buf_;
   const char* p_;
