@@ -11,6 +11,8 @@
 #include "common/internal/jpeg_comments.h"
 #include "common/internal/jpeg_comments_dates.h"
 #include "common/internal/stratum_tools.h"
+#include "diorama/binary_coder.h"
+#include "diorama/shape_coder.h"
 #include "platform/atlasdoc/abstract_feature.h"
 #include "platform/atlasdoc/kml_id.h"
 #include "platform/atlasdoc/planet.h"
@@ -46,5 +48,13 @@
 #include "spatial/spatial_api.h"
 #include "spatial/utm_strings.h"
 #include "spatial/wayfare_spatial_options.h"
+#include "util/coding/bitcoding.h"
+#include "util/coding/bits.h"
+#include "util/coding/coder.h"
+#include "util/coding/varint.h"
+#include "util/geometry3d/bbox.h"
+#include "util/geometry3d/mesh/shape.h"
+#include "util/geometry3d/mesh/shape_iterator.h"
+#include "util/geometry3d/vector.h"
 
 #endif  // VISTARA_SPATIAL_H_

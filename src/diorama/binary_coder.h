@@ -1,0 +1,136 @@
+// The field vocabulary of the mesh stream formats, over the bit stream of util/coding/bitcoding.h.
+//
+// Fields follow one another with no alignment, each least significant bit first; a format pads
+// to a whole byte only by calling Flush() at its end. The fields:
+//
+//   WriteBits/WriteUInt/WriteInt(v, n)  the low n bits of v (0 <= n <= 32), two's complement
+//   WriteVarUInt(v, k)                  c - 1 one bits, a zero bit, then v - base(c) in c * k bits,
+//                                       c the smallest group count whose range holds v:
+//                                       base(1) = 0, base(c) = base(c - 1) + 2^(k * (c - 1))
+//   WriteVarInt(v, k)                   zigzag (0, -1, 1, -2 -> 0, 1, 2, 3), then WriteVarUInt
+//   WriteFloat(f)                       the 32 bits of the IEEE single
+//   WriteDouble(d)                      the 64 bits of the IEEE double, low 32-bit half first
+//   WriteString(s, n) / WriteVarString  the length (n bits / WriteVarUInt), then 8 bits a byte
+//
+// Example: WriteVarUInt(5, 4) is the bits 0, then 1 0 1 0: the byte 0A after Flush.
+//
+// BinaryDecoder reads the same fields from bytes it doesn't own (they must outlive the reads).
+// It keeps no error state: any bytes are safe input, and a read past the end gives 0, 0.0 or an
+// empty string, so a truncated stream usually decodes to a shorter object. Counts read from the
+// stream go through BoundedCount (see there). Objects are single-threaded.
+#ifndef VISTARA_DIORAMA_BINARY_CODER_H_
+#define VISTARA_DIORAMA_BINARY_CODER_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "util/coding/bitcoding.h"
+
+namespace loupe {
+
+class BinaryEncoder {
+ public:
+  BinaryEncoder() { Init(); }
+  BinaryEncoder(const BinaryEncoder&) = delete;
+  BinaryEncoder& operator=(const BinaryEncoder&) = delete;
+
+  // Starts a new, empty stream.
+  void Init() { encoder_ = std::make_unique<BitEncoder>(); }
+  // Room for `bits` more bits, so that a run of fields writes without growing.
+  void Reserve(int bits) { encoder_->EnsureBits(bits); }
+  // Pads to a whole byte with zero bits and stores everything.
+  void Flush() { encoder_->FlushToByte(); }
+
+  // The stored bytes; pending bits appear only after Flush().
+  const char* buffer() const { return encoder_->encoder().buffer(); }
+  // Whole bytes the stream takes, a partial byte not yet stored included.
+  int buffer_size() const { return static_cast<int>((num_bits() + 7) / 8); }
+  size_t num_bits() const { return encoder_->num_bits(); }
+
+  // Each stored word makes its own room, so a field needs no Reserve first.
+  void WriteBits(int value, int n) { encoder_->PutBits(static_cast<uint32_t>(value), n); }
+  void WriteUInt(int value, int n) { WriteBits(value, n); }
+  void WriteInt(int value, int n) { WriteBits(value, n); }
+  // `value` is taken as unsigned; group_bits 1 and 4 are the ones the formats use.
+  void WriteVarUInt(int value, int group_bits);
+  void WriteVarInt(int value, int group_bits) {
+    const uint32_t u = static_cast<uint32_t>(value);
+    // (~v) * 2 + 1 for negatives, v * 2 otherwise, in unsigned arithmetic (no overflow).
+    WriteVarUInt(static_cast<int>(value < 0 ? (~u << 1) | 1u : u << 1), group_bits);
+  }
+  void WriteFloat(float f);
+  void WriteDouble(double d);
+  // Reports "str_size<max_size" when the length doesn't fit below 2^n - 1, then writes the
+  // length cut to n bits and every byte anyway.
+  void WriteString(const std::string& s, int n);
+  void WriteVarString(const std::string& s, int group_bits);
+
+  // Bits of `i` taken as unsigned, at least 1: 0 and 1 give 1, 256 gives 9, negatives 32.
+  static int BitsRequired(int i);
+  // Bits for `i` as a two's-complement field: 0, 1 and -1 give 2, 127 and -128 give 8.
+  static int SignedBitsRequired(int i);
+
+ protected:
+  BitEncoder* bit_encoder() { return encoder_.get(); }
+  const BitEncoder* bit_encoder() const { return encoder_.get(); }
+
+ private:
+  std::unique_ptr<BitEncoder> encoder_;
+};
+
+class BinaryDecoder {
+ public:
+  // No reads before Init.
+  BinaryDecoder() = default;
+  BinaryDecoder(const BinaryDecoder&) = delete;
+  BinaryDecoder& operator=(const BinaryDecoder&) = delete;
+
+  // Reads `size` bytes at `data`, from the start.
+  void Init(const char* data, int size) {
+    decoder_ = std::make_unique<BitDecoder>(data, size > 0 ? static_cast<size_t>(size) : 0);
+  }
+
+  // Bits consumed, rounded up to whole bytes.
+  int BytesDecoded() const;
+
+  // `n` bits (0..32) as an unsigned value; 0 when the data runs out.
+  uint32_t ReadBits(int n) {
+    uint32_t v = 0;
+    if (decoder_) decoder_->GetBits(n, &v);  // v is 0 on failure
+    return v;
+  }
+  uint32_t ReadUInt(int n) { return ReadBits(n); }
+  // `n` bits sign-extended from bit n - 1.
+  int ReadInt(int n);
+  uint32_t ReadVarUInt(int group_bits);
+  int ReadVarInt(int group_bits) {
+    // Arithmetic shifts of the signed value, as written: ~(u >> 1) for odd u, u >> 1 otherwise.
+    const int32_t u = static_cast<int32_t>(ReadVarUInt(group_bits));
+    return (u & 1) ? ~(u >> 1) : (u >> 1);
+  }
+  float ReadFloat();
+  double ReadDouble();
+  // Reports "decoder_.get()" before Init and returns "". A length promising more bytes than are
+  // left gives a string of that length with a zero tail, within BoundedCount.
+  std::string ReadString(int n);
+  std::string ReadVarString(int group_bits);
+
+  // The count rule shared by every stream decoder. A count that claims more elements than the
+  // rest of the input could hold even at one bit each, plus 2^20, is treated as a count read past
+  // the end: 0. Smaller over-promises stay as they are and decode with a zero tail. This keeps a
+  // damaged count from allocating gigabytes.
+  uint32_t BoundedCount(uint64_t count) const;
+  // Bits not yet consumed: in the accumulator and still in the input.
+  uint64_t BitsLeft() const;
+
+ private:
+  std::string ReadStringOfLength(uint32_t length);
+
+  std::unique_ptr<BitDecoder> decoder_;
+};
+
+}  // namespace loupe
+
+#endif  // VISTARA_DIORAMA_BINARY_CODER_H_

@@ -1,0 +1,198 @@
+#include "util/coding/bitcoding.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "test_util.h"
+
+namespace loupe {
+namespace {
+
+using vistara::testing::FromHex;
+using vistara::testing::SeededRandom;
+using vistara::testing::ToHex;
+
+std::string Bytes(BitEncoder& be) {
+  be.FlushToByte();
+  return std::string(be.encoder().buffer(), be.encoder().length());
+}
+
+// The stream bits of a code, first bit first, as "1 0 0".
+std::string StreamBits(uint32_t entry) {
+  const int length = static_cast<int>(entry >> 24);
+  std::string s;
+  for (int i = 0; i < length; ++i) {
+    if (i) s.push_back(' ');
+    s.push_back(((entry >> i) & 1) ? '1' : '0');
+  }
+  return s;
+}
+
+TEST(BitEncoderTest, TablesAndGammaCodes) {
+  EXPECT_EQ(BitEncoder::mask_[0], 0u);
+  EXPECT_EQ(BitEncoder::mask_[5], 0x1Fu);
+  EXPECT_EQ(BitEncoder::mask_[32], 0xFFFFFFFFu);
+  EXPECT_EQ(BitEncoder::log2_table_[0], 0);
+  EXPECT_EQ(BitEncoder::log2_table_[1], 0);
+  EXPECT_EQ(BitEncoder::log2_table_[255], 7);
+  EXPECT_EQ(BitEncoder::log2_table_[128], 7);
+  EXPECT_EQ(BitEncoder::log2_table_[127], 6);
+  EXPECT_EQ(BitDecoder::unary_decode_table[0], 1);
+  EXPECT_EQ(BitDecoder::unary_decode_table[1], 2);
+  EXPECT_EQ(BitDecoder::unary_decode_table[3], 3);
+  EXPECT_EQ(BitDecoder::unary_decode_table[255], 9);
+
+  // The check table, entries and bits in stream order.
+  const struct {
+    int i;
+    uint32_t entry;
+    const char* bits;
+  } rows[] = {{1, 0x01000000, "0"},
+              {2, 0x03000001, "1 0 0"},
+              {3, 0x03000005, "1 0 1"},
+              {4, 0x05000003, "1 1 0 0 0"},
+              {5, 0x0500000B, "1 1 0 1 0"},
+              {8, 0x07000007, "1 1 1 0 0 0 0"},
+              {255, 0x0F007F7F, "1 1 1 1 1 1 1 0 1 1 1 1 1 1 1"}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(BitEncoder::gamma_[row.i], row.entry) << row.i;
+    EXPECT_EQ(StreamBits(BitEncoder::gamma_[row.i]), row.bits) << row.i;
+  }
+  EXPECT_EQ(BitEncoder::gamma_[0], 0u);
+  // Every code decodes to its value, in one stream; PutGamma(0) writes nothing.
+  BitEncoder be;
+  for (uint32_t i = 0; i < 256; ++i) be.PutGamma(i);
+  const std::string s = Bytes(be);
+  BitDecoder bd(s.data(), s.size());
+  for (uint32_t i = 1; i < 256; ++i) {
+    uint32_t v = 0;
+    ASSERT_TRUE(bd.GetGamma(&v));
+    EXPECT_EQ(v, i);
+  }
+
+  EXPECT_EQ(BitEncoder::ReverseBits(0, 0xFFFFFFFF), 0u);
+  EXPECT_EQ(BitEncoder::ReverseBits(3, 0b110), 0b011u);
+  EXPECT_EQ(BitEncoder::ReverseBits(32, 1), 0x80000000u);
+  EXPECT_EQ(BitEncoder::ReverseBits(8, 0x1234), 0x2Cu);
+  char buf[8];
+  EXPECT_STREQ(BitEncoder::UnparseLSBFirst(buf, 6, 5), "01100");
+  EXPECT_STREQ(BitEncoder::UnparseLSBFirst(buf, 6, 0), "");
+}
+
+TEST(BitEncoderTest, WordStoresOnesAndFlush) {
+  // 32 bits at once go out as a word and leave nothing pending; after 5 bits, 5 remain.
+  BitEncoder a;
+  a.PutBits(0xFFFFFFFF, 32);
+  EXPECT_EQ(a.encoder().length(), 4u);
+  EXPECT_EQ(a.pending_bits(), 0);
+  a.PutBits(0b10110, 5);
+  a.PutBits(0xFFFFFFFF, 32);
+  EXPECT_EQ(a.encoder().length(), 8u);
+  EXPECT_EQ(a.pending_bits(), 5);
+  EXPECT_EQ(ToHex(Bytes(a)), "FF FF FF FF F6 FF FF FF 1F");
+  // Least significant bit first: 5 in 3 bits then 1 in 2 bits is the byte 0D.
+  BitEncoder b;
+  b.PutBits(5, 3);
+  b.PutBits(1, 2);
+  b.PutBits(0x1FF, 0);
+  EXPECT_EQ(ToHex(Bytes(b)), "0D");
+  // PutOnes against PutBits of ones, across word boundaries, at every starting offset.
+  for (int offset = 0; offset < 32; ++offset) {
+    for (int n : {0, 1, 7, 31, 32, 33, 64, 65, 100}) {
+      BitEncoder x, y;
+      x.PutBits(0, offset);
+      y.PutBits(0, offset);
+      x.PutOnes(n);
+      for (int left = n; left > 0; left -= 32) y.PutBits(0xFFFFFFFF, left < 32 ? left : 32);
+      x.PutBits(0, 3);
+      y.PutBits(0, 3);
+      EXPECT_EQ(x.pending_bits(), y.pending_bits());
+      EXPECT_EQ(Bytes(x), Bytes(y)) << offset << " " << n;
+    }
+  }
+  // A flush that rounds up to a whole word stores it.
+  BitEncoder c;
+  c.PutBits(0x123456, 25);
+  c.FlushToByte();
+  EXPECT_EQ(ToHex(std::string(c.encoder().buffer(), c.encoder().length())), "56 34 12 00");
+  EXPECT_EQ(c.pending_bits(), 0);
+}
+
+TEST(BitDecoderTest, RefillsAndFailures) {
+  // GetBits(32) with 8 valid bits and 2 bytes left fails and leaves the 16 refilled bits.
+  std::string s = FromHex("AB CD EF");
+  BitDecoder d(s.data(), s.size());
+  uint32_t v = 1;
+  EXPECT_TRUE(d.GetBits(0, &v));
+  EXPECT_EQ(v, 0u);
+  EXPECT_EQ(d.bytes_fetched(), 0u);
+  EXPECT_TRUE(d.GetBits(16, &v));  // refills 24 bits
+  EXPECT_EQ(v, 0xCDABu);
+  EXPECT_EQ(d.pending_bits(), 8);
+  s = FromHex("AB CD EF 01 02 03");
+  d = BitDecoder(s.data(), s.size());
+  EXPECT_TRUE(d.GetBits(24, &v));
+  EXPECT_EQ(d.pending_bits(), 8);
+  v = 1;
+  EXPECT_FALSE(d.GetBits(32, &v));
+  EXPECT_EQ(v, 0u);
+  EXPECT_EQ(d.pending_bits(), 16);
+  // With 4 bytes left it succeeds and leaves 8.
+  s = FromHex("AB CD EF 01 02 03 04 05");
+  d = BitDecoder(s.data(), s.size());
+  EXPECT_TRUE(d.GetBits(24, &v));
+  EXPECT_TRUE(d.GetBits(32, &v));
+  EXPECT_EQ(v, 0x04030201u);
+  EXPECT_EQ(d.pending_bits(), 8);
+  EXPECT_FALSE(d.GetBits(33, &v));
+
+  // A unary run across a word boundary: 40 ones, a zero, then 1.
+  BitEncoder be;
+  be.PutBits(0, 20);
+  be.PutOnes(40);
+  be.PutBits(0b10, 2);
+  const std::string u = Bytes(be);
+  d = BitDecoder(u.data(), u.size());
+  int count = -1;
+  EXPECT_TRUE(d.GetUnary(&count));
+  EXPECT_EQ(count, 0);
+  EXPECT_TRUE(d.GetBits(19, &v));
+  EXPECT_TRUE(d.GetUnary(&count));
+  EXPECT_EQ(count, 40);
+  EXPECT_TRUE(d.GetBits(1, &v));
+  EXPECT_EQ(v, 1u);
+  // Only ones to the end: fails with 0.
+  s = FromHex("FF FF FF FF FF");
+  d = BitDecoder(s.data(), s.size());
+  EXPECT_FALSE(d.GetUnary(&count));
+  EXPECT_EQ(count, 0);
+  EXPECT_FALSE(d.GetGamma(&v));
+  EXPECT_EQ(v, 0u);
+}
+
+TEST(BitCodingTest, RandomFieldsRoundTrip) {
+  SeededRandom rng;
+  SCOPED_TRACE(rng.seed_text());
+  std::vector<std::pair<uint32_t, int>> fields;
+  BitEncoder be;
+  for (int i = 0; i < 20000; ++i) {
+    const int n = rng.Int(0, 32);
+    const uint32_t v = rng.engine()() & BitEncoder::mask_[n];
+    fields.push_back({v, n});
+    if (i % 7 == 0) be.EnsureBits(n);
+    be.PutBits(v | ~BitEncoder::mask_[n], n);  // bits above n are ignored
+  }
+  const std::string s = Bytes(be);
+  std::vector<char> exact(s.begin(), s.end());
+  BitDecoder d(exact.data(), exact.size());
+  for (auto [v, n] : fields) {
+    uint32_t got = 0;
+    ASSERT_TRUE(d.GetBits(n, &got));
+    ASSERT_EQ(got, v);
+  }
+}
+
+}  // namespace
+}  // namespace loupe

@@ -1,0 +1,170 @@
+#include "util/coding/varint.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "test_util.h"
+
+namespace loupe {
+namespace {
+
+using vistara::testing::FromHex;
+using vistara::testing::SeededRandom;
+using vistara::testing::ToHex;
+
+std::string Enc32(uint32_t v) {
+  char buf[Varint::kMax32];
+  return std::string(buf, Varint::Encode32(buf, v));
+}
+std::string Enc64(uint64_t v) {
+  char buf[Varint::kMax64];
+  return std::string(buf, Varint::Encode64(buf, v));
+}
+
+TEST(VarintTest, GoldenBytesAndLengths) {
+  EXPECT_EQ(ToHex(Enc32(300)), "AC 02");
+  EXPECT_EQ(ToHex(Enc32(127)), "7F");
+  EXPECT_EQ(ToHex(Enc32(128)), "80 01");
+  EXPECT_EQ(ToHex(Enc32(0)), "00");
+  EXPECT_EQ(ToHex(Enc32(0xFFFFFFFF)), "FF FF FF FF 0F");
+  EXPECT_EQ(ToHex(Enc64(uint64_t{1} << 35)), "80 80 80 80 80 01");
+  EXPECT_EQ(ToHex(Enc64((uint64_t{1} << 35) - 1)), "FF FF FF FF 7F");
+  EXPECT_EQ(ToHex(Enc64(~uint64_t{0})), "FF FF FF FF FF FF FF FF FF 01");
+  // Lengths: the table by significant bits, the threshold form and the encoders all agree.
+  const int expected[33] = {1, 1, 1, 1, 1, 1, 1, 1, 2, 2, 2, 2, 2, 2, 2, 3, 3,
+                            3, 3, 3, 3, 3, 4, 4, 4, 4, 4, 4, 4, 5, 5, 5, 5};
+  for (int b = 0; b <= 32; ++b) EXPECT_EQ(Varint::length32_bytes_required[b], expected[b]) << b;
+  for (int b = 0; b < 64; ++b) {
+    for (uint64_t v : {uint64_t{1} << b, (uint64_t{1} << b) - 1, (uint64_t{1} << b) + 1}) {
+      EXPECT_EQ(Varint::Length64(v), static_cast<int>(Enc64(v).size())) << v;
+      if (v <= 0xFFFFFFFF) {
+        const auto v32 = static_cast<uint32_t>(v);
+        EXPECT_EQ(Varint::Length32(v32), static_cast<int>(Enc32(v32).size())) << v;
+        EXPECT_EQ(Varint::Length32NonInline(v32), Varint::Length32(v32)) << v;
+        EXPECT_EQ(Enc64(v), Enc32(v32));
+      }
+    }
+  }
+}
+
+TEST(VarintTest, ParsersRoundTripForwardAndBackward) {
+  SeededRandom rng;
+  SCOPED_TRACE(rng.seed_text());
+  std::vector<uint64_t> values = {0, 1, 127, 128, 16383, 16384, 0xFFFFFFFF, ~uint64_t{0}};
+  for (int i = 0; i < 5000; ++i) {
+    const int bits = rng.Int(0, 64);
+    uint64_t v = (uint64_t{rng.engine()()} << 32) | rng.engine()();
+    values.push_back(bits == 64 ? v : v & ((uint64_t{1} << bits) - 1));
+  }
+  // One stream of all the values as 64-bit varints and one of their low halves as 32-bit ones.
+  std::string s64, s32;
+  for (uint64_t v : values) {
+    Varint::Append64(&s64, v);
+    Varint::Append32(&s32, static_cast<uint32_t>(v));
+  }
+  const char* p = s64.data();
+  const char* q = s32.data();
+  for (uint64_t v : values) {
+    uint64_t got = 0;
+    const char* next = Varint::Parse64WithLimit(p, s64.data() + s64.size(), &got);
+    ASSERT_NE(next, nullptr);
+    EXPECT_EQ(got, v);
+    if (s64.data() + s64.size() - p >= Varint::kMax64) {
+      EXPECT_EQ(Varint::Parse64Fallback(p, &got), next);
+    }
+    p = next;
+    uint32_t got32 = 0;
+    next = Varint::Parse32WithLimit(q, s32.data() + s32.size(), &got32);
+    ASSERT_NE(next, nullptr);
+    EXPECT_EQ(got32, static_cast<uint32_t>(v));
+    q = next;
+  }
+  // Backward: from the end to the start.
+  p = s64.data() + s64.size();
+  q = s32.data() + s32.size();
+  for (size_t i = values.size(); i-- > 0;) {
+    uint64_t got = 0;
+    const char* start = Varint::Parse64BackwardSlow(p, s64.data(), &got);
+    ASSERT_NE(start, nullptr);
+    EXPECT_EQ(got, values[i]);
+    EXPECT_EQ(Varint::Skip64BackwardSlow(p, s64.data()), start);
+    p = start;
+    uint32_t got32 = 0;
+    start = Varint::Parse32BackwardSlow(q, s32.data(), &got32);
+    ASSERT_NE(start, nullptr);
+    EXPECT_EQ(got32, static_cast<uint32_t>(values[i]));
+    EXPECT_EQ(Varint::Skip32BackwardSlow(q, s32.data()), start);
+    q = start;
+  }
+  EXPECT_EQ(p, s64.data());
+  EXPECT_EQ(q, s32.data());
+}
+
+TEST(VarintTest, OverlongAndTruncatedInputs) {
+  uint32_t v32 = 7;
+  uint64_t v64 = 7;
+  // A fifth byte of 0x10 lands on bit 32 and is dropped; above 127 it fails.
+  std::string b = FromHex("FF FF FF FF 10");
+  EXPECT_EQ(Varint::Parse32Fallback(b.data(), &v32), b.data() + 5);
+  EXPECT_EQ(v32, 0x0FFFFFFFu);
+  b = FromHex("FF FF FF FF 1F");
+  EXPECT_EQ(Varint::Parse32Fallback(b.data(), &v32), b.data() + 5);
+  EXPECT_EQ(v32, 0xFFFFFFFFu);
+  b = FromHex("FF FF FF FF 80");
+  v32 = 7;
+  EXPECT_EQ(Varint::Parse32Fallback(b.data(), &v32), nullptr);
+  EXPECT_EQ(v32, 7u);
+  // Ten bytes: the tenth keeps only its lowest bit, and fails above 127.
+  b = FromHex("FF FF FF FF FF FF FF FF FF 02");
+  EXPECT_EQ(Varint::Parse64WithLimit(b.data(), b.data() + 10, &v64), b.data() + 10);
+  EXPECT_EQ(v64, 0x7FFFFFFFFFFFFFFFu);
+  b[9] = '\x80';
+  EXPECT_EQ(Varint::Parse64Fallback(b.data(), &v64), nullptr);
+  // Every truncation of a long varint fails under a limit.
+  const std::string full = Enc64(~uint64_t{0});
+  for (size_t n = 0; n < full.size(); ++n) {
+    std::vector<char> exact(full.begin(), full.begin() + static_cast<long>(n));
+    EXPECT_EQ(Varint::Parse64WithLimit(exact.data(), exact.data() + n, &v64), nullptr) << n;
+  }
+  // Backward: nothing before p, a last byte with its top bit set, too many continuation bytes.
+  b = FromHex("FF FF FF FF FF 01");
+  EXPECT_EQ(Varint::Parse32BackwardSlow(b.data(), b.data(), &v32), nullptr);
+  EXPECT_EQ(Varint::Parse32BackwardSlow(b.data() + 5, b.data(), &v32), nullptr);
+  EXPECT_EQ(Varint::Parse32BackwardSlow(b.data() + 6, b.data(), &v32), nullptr);
+  EXPECT_EQ(Varint::Parse32BackwardSlow(b.data() + 6, b.data() + 1, &v32), b.data() + 1);
+  EXPECT_EQ(v32, 0x1FFFFFFFu);
+  EXPECT_EQ(Varint::Parse64BackwardSlow(b.data() + 6, b.data(), &v64), b.data());
+  b = FromHex("7F FF FF FF FF FF FF FF FF FF FF 01");
+  EXPECT_EQ(Varint::Skip64BackwardSlow(b.data() + 12, b.data()), nullptr);
+  EXPECT_EQ(Varint::Skip64BackwardSlow(b.data() + 12, b.data() + 2), b.data() + 2);
+}
+
+TEST(VarintTest, TwoValues) {
+  std::string s;
+  Varint::EncodeTwo32Values(&s, 0x12, 0x34);
+  EXPECT_EQ(ToHex(s), "C2 62");
+  s.clear();
+  Varint::EncodeTwo32Values(&s, 0, 0);
+  EXPECT_EQ(ToHex(s), "00");
+  SeededRandom rng;
+  SCOPED_TRACE(rng.seed_text());
+  std::vector<std::pair<uint32_t, uint32_t>> pairs = {{0, 0}, {0xFFFFFFFF, 0}, {0, 0xFFFFFFFF},
+                                                      {0xFFFFFFFF, 0xFFFFFFFF}, {7, 8}};
+  for (int i = 0; i < 1000; ++i) pairs.push_back({static_cast<uint32_t>(rng.engine()() >> rng.Int(0, 31)),
+                                                   static_cast<uint32_t>(rng.engine()() >> rng.Int(0, 31))});
+  for (auto [a, b] : pairs) {
+    s.clear();
+    Varint::EncodeTwo32Values(&s, a, b);
+    s.append(Varint::kMax64, '\0');  // the fallback parser needs ten readable bytes
+    uint32_t ga = 1, gb = 1;
+    EXPECT_NE(Varint::DecodeTwo32ValuesSlow(s.data(), &ga, &gb), nullptr);
+    EXPECT_EQ(ga, a);
+    EXPECT_EQ(gb, b);
+  }
+}
+
+}  // namespace
+}  // namespace loupe

@@ -1,0 +1,147 @@
+#include "util/geometry3d/mesh/shape_iterator.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "test_util.h"
+
+namespace geometry3d {
+namespace {
+
+using vistara::testing::ScopedLogCapture;
+
+IndexSet MakeSet(int format, std::vector<int> points) {
+  IndexSet set;
+  set.set_format(format);
+  *set.mutable_point_indices() = std::move(points);
+  return set;
+}
+
+// Every triangle as "i0,i1,i2" positions.
+std::vector<std::string> Triangles(const IndexSet& set) {
+  std::vector<std::string> out;
+  for (ShapeTriangleIterator it(&set); !it.Done(); it.Next()) {
+    out.push_back(std::to_string(it.GetIndex(0)) + "," + std::to_string(it.GetIndex(1)) + "," +
+                  std::to_string(it.GetIndex(2)));
+  }
+  return out;
+}
+
+// Every primitive as its corner positions from GetIndex, after Seek to its first corner.
+std::vector<std::vector<int>> Primitives(const IndexSet& set) {
+  std::vector<std::vector<int>> out;
+  for (ShapePrimitiveIterator it(&set); !it.Done(); it.Next()) {
+    std::vector<int> corners;
+    for (int i = 0; i < it.GetSize(); ++i) corners.push_back(it.GetIndex(i));
+    out.push_back(corners);
+  }
+  return out;
+}
+
+using Strings = std::vector<std::string>;
+using Lists = std::vector<std::vector<int>>;
+
+TEST(ShapeTriangleIteratorTest, Walks) {
+  EXPECT_EQ(Triangles(MakeSet(IndexSet::kTriangles, {})), Strings{});
+  EXPECT_EQ(Triangles(MakeSet(IndexSet::kLines, {})), Strings{});
+  EXPECT_EQ(Triangles(MakeSet(IndexSet::kTriangles, {0, 1, 2, 3, 4, 5})), (Strings{"0,1,2", "3,4,5"}));
+  EXPECT_EQ(Triangles(MakeSet(IndexSet::kQuads, {0, 1, 2, 3, 4, 5, 6, 7})),
+            (Strings{"0,1,2", "0,2,3", "4,5,6", "4,6,7"}));
+  EXPECT_EQ(Triangles(MakeSet(IndexSet::kTriangleStrip, {0, 1, 2, 3, -1, 4, 5, 6})),
+            (Strings{"0,1,2", "2,1,3", "5,6,7"}));
+  EXPECT_EQ(Triangles(MakeSet(IndexSet::kTriangleStrip, {0, 1, 2, 3, 4})),
+            (Strings{"0,1,2", "2,1,3", "2,3,4"}));
+  EXPECT_EQ(Triangles(MakeSet(IndexSet::kTriangleFan, {0, 1, 2, 3, -1, 5, 6, 7})),
+            (Strings{"0,1,2", "0,2,3", "5,6,7"}));
+  EXPECT_EQ(Triangles(MakeSet(IndexSet::kPolygon, {0, 1, 2, 3, 4})),
+            (Strings{"0,1,2", "0,2,3", "0,3,4"}));
+  // Lines are degenerate triangles; the step to 4,5,4 ends the walk.
+  EXPECT_EQ(Triangles(MakeSet(IndexSet::kLines, {0, 1, 2, 3})), (Strings{"0,1,0", "2,3,2"}));
+
+  ScopedLogCapture capture;
+  IndexSet odd = MakeSet(9, {0, 1, 2, 3});
+  ShapeTriangleIterator it(&odd);
+  EXPECT_FALSE(it.Done());
+  EXPECT_TRUE(it.Next());
+  EXPECT_TRUE(it.Done());
+  EXPECT_FALSE(it.Next());
+  EXPECT_EQ(it.GetIndex(3), 0);
+  EXPECT_EQ(capture.texts(), (Strings{"Unknown Format.", "Check failed: i >= 0 && i < 3"}));
+  EXPECT_EQ(capture.reports()[0].severity, 2);
+}
+
+TEST(ShapePrimitiveIteratorTest, WalksSeeksAndRotation) {
+  EXPECT_EQ(Primitives(MakeSet(IndexSet::kQuads, {})), Lists{});
+  EXPECT_EQ(Primitives(MakeSet(IndexSet::kTriangleStrip, {})), Lists{});
+  EXPECT_EQ(Primitives(MakeSet(IndexSet::kLines, {0, 1, 2, 3})), (Lists{{0, 1}, {2, 3}}));
+  EXPECT_EQ(Primitives(MakeSet(IndexSet::kTriangles, {0, 1, 2, 3, 4, 5})), (Lists{{0, 1, 2}, {3, 4, 5}}));
+
+  // A strip of 4 and 3 corners. Without Seek the rotation counts from position 0, so the second
+  // primitive (5..7) starts at corner (0 - 5) mod 3 = 1: position 6.
+  IndexSet strip = MakeSet(IndexSet::kTriangleStrip, {10, 11, 12, 13, -1, 14, 15, 16});
+  ShapePrimitiveIterator it(&strip);
+  EXPECT_EQ(it.GetSize(), 4);
+  EXPECT_EQ(it.GetPointIndex(0), 10);
+  EXPECT_TRUE(it.Next());
+  EXPECT_EQ(it.GetSize(), 3);
+  EXPECT_EQ(it.GetIndex(0), 6);
+  EXPECT_EQ(it.GetPointIndex(2), 14);
+  EXPECT_TRUE(it.Next());  // true at the end as well
+  EXPECT_TRUE(it.Done());
+  EXPECT_FALSE(it.Next());
+  // Seek back into the first primitive: it is found by walking back to the delimiter.
+  it.Seek(2);
+  EXPECT_EQ(it.GetSize(), 4);
+  EXPECT_EQ(it.GetPointIndex(0), 12);
+  EXPECT_EQ(it.GetPointIndex(2), 10);
+  EXPECT_EQ(it.GetPointIndex(3), 11);
+  it.Seek(7);
+  EXPECT_EQ(it.GetIndex(0), 7);
+  EXPECT_EQ(it.GetIndex(1), 5);
+  EXPECT_THROW(it.GetNormalIndex(0), std::out_of_range);
+  EXPECT_FALSE(it.HasNormals());
+
+  // Seek(5) on quads selects 4..7 with corner 0 at 5 and corner 3 at 4; seeking inside the
+  // present primitive keeps it.
+  IndexSet quads = MakeSet(IndexSet::kQuads, {0, 1, 2, 3, 4, 5, 6, 7});
+  ShapePrimitiveIterator q(&quads);
+  q.Seek(5);
+  EXPECT_EQ(q.GetIndex(0), 5);
+  EXPECT_EQ(q.GetIndex(3), 4);
+  EXPECT_EQ(q.GetIndex(-1), 4);
+  q.Seek(7);
+  EXPECT_EQ(q.GetIndex(0), 7);
+  EXPECT_EQ(q.GetIndex(1), 4);
+  EXPECT_TRUE(q.Next());
+  EXPECT_TRUE(q.Done());
+
+  ScopedLogCapture capture;
+  q.Seek(8);
+  IndexSet odd = MakeSet(7, {0, 1});
+  ShapePrimitiveIterator u(&odd);
+  EXPECT_TRUE(u.Done());
+  EXPECT_EQ(capture.texts(),
+            (Strings{"Check failed: first >= 0 && first < index_set_->point_indices().size()",
+                     "Unknown Format."}));
+}
+
+TEST(ShapeIteratorTest, ReadsThroughTheShape) {
+  Shape shape;
+  for (int i = 0; i < 4; ++i) shape.mutable_points()->push_back(Vector3<double>(i, i, i));
+  IndexSet* set = shape.AddNewIndexSet();
+  set->set_format(IndexSet::kTriangleFan);
+  *set->mutable_point_indices() = {3, 2, 1, 0};
+  ShapeTriangleIterator t(set);
+  t.Next();
+  EXPECT_EQ(t.GetPoint(0), Vector3<double>(3, 3, 3));
+  EXPECT_EQ(t.GetPoint(2), Vector3<double>(0, 0, 0));
+  ShapePrimitiveIterator p(set);
+  EXPECT_EQ(p.GetPoint(1), Vector3<double>(2, 2, 2));
+  EXPECT_TRUE(p.HasPoints());
+}
+
+}  // namespace
+}  // namespace geometry3d
