@@ -1,14 +1,38 @@
 #!/usr/bin/env bash
-# A tour of the vistara-spatial command: ./run demo builds it and runs this.
+# A tour of the vistara-spatial command: ./run demo builds it and runs this from the checkout.
 set -euo pipefail
 cli=$1
 step() { printf '\n$ vistara-spatial'; printf ' %q' "$@"; printf '\n'; "$cli" "$@"; }
+piped() {  # piped "INPUT LINES" ARGS...: one result per input line
+  local input=$1; shift
+  printf '\n$ printf %q | vistara-spatial' "$input"; printf ' %q' "$@"; printf '\n'
+  printf "$input" | "$cli" "$@" || echo "(exit status $? for the bad line)"
+}
 
 step --version
-step settings
-step settings 'MetaDataTileZoomLevel=17' 'render roads=false' 'metaDataFetchServer=http://127.0.0.1:8080/mlk trailing words'
+step --help
+
+# Settings: the one group every tunable lives in; values are read as the host's machinery would.
+step settings 'MetaDataTileZoomLevel=17' 'render roads=false' 'metaDataFetchServer=http://127.0.0.1:8080/mlk trailing words' \
+  | sed -n 1,14p
+
+# Panorama metadata: a reply with depth and pano maps, decoded into records.
+step pano tests/data/panorama_single.xml
+
+# UTM both ways; positions can be piped through line by line.
+step utm to 48.8583 2.2945
+step utm from "31U 448251 5411932"
+piped '40.6892 -74.0445\n-33.8568 151.2153\nnot a position\n' utm to
+
+# The solar system today, and one body over a year.
+step planets
+step planets --body mars --from 2026-01-01 --to 2026-04-01 --step 30d
+
+# Altitude strata and octree paths.
+step strata altitude 8848 --level 10
+step strata path 0123
+
+# Text helpers of the base layer.
 step text escape $'tab\there, "quoted", bell\a'
 step text split --delimiters '*' '*a**'
-step text identifier _a1 1a a-b
-printf '\n$ printf "12abc\\nno digits\\n-7\\n" | vistara-spatial text number\n'
-printf '12abc\nno digits\n-7\n' | "$cli" text number || echo "(exit status $? for the bad line)"
+piped '12abc\nno digits\n-7\n' text number
