@@ -15,10 +15,10 @@ template <class VertexData, class EdgeData>
 class UndirectedGraph {
  public:
   struct Vertex {
-    VertexData data;
+    VertexData data{};
   };
   struct Edge {
-    EdgeData data;
+    EdgeData data{};
   };
   using Graph = boost::adjacency_list<boost::setS, boost::listS, boost::undirectedS, Vertex, Edge,
                                       boost::no_property, boost::listS>;
