@@ -3,8 +3,9 @@
 //
 // A leaf holds at most max_entries_per_node entries; the entry that would exceed it splits the
 // leaf into four children (one allocation), again and again while all entries fall into one
-// child. More than max_entries_per_node entries at one position therefore never come to rest:
-// the caller must not insert them. There is no removal.
+// child. More than max_entries_per_node entries at one position would thus split without end;
+// the splitting stops where floating point can no longer halve the rectangle (some 1100 levels
+// down), and that leaf keeps them all. There is no removal.
 //
 // Children are numbered against the centre `max * 0.5 + min * 0.5`: bit 0 is x > centre.x, bit
 // 1 is y > centre.y, so a point on a centre line goes to the low side, on insertion and query
@@ -70,6 +71,11 @@ class QTree {
       return (p.x > c.x ? 1 : 0) + (p.y > c.y ? 2 : 0);
     }
     bool is_leaf() const { return children == nullptr; }
+    // False once the rectangle is too small for its centre to lie strictly inside on either axis.
+    bool CanSplit() const {
+      Vec2<T> c = centre();
+      return (min.x < c.x && c.x < max.x) || (min.y < c.y && c.y < max.y);
+    }
 
     mmvector<Entry> entries;     // only in a leaf
     Node* children = nullptr;    // owned array of four, null for a leaf
@@ -104,6 +110,9 @@ class QTree {
     Node* node = root_;
     while (!node->is_leaf()) node = &node->children[node->ChildIndex(position)];
     while (static_cast<int64_t>(node->entries.size()) >= max_entries_per_node_) {
+      // Entries at one spot (or NaN, which always goes low) would split forever; once halving
+      // can no longer separate anything, the leaf takes them beyond its capacity instead.
+      if (!node->CanSplit()) break;
       node->MakeChildren();
       for (Entry& e : node->entries) {
         node->children[node->ChildIndex(e.position)].entries.push_back(std::move(e));

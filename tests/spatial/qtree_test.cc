@@ -4,6 +4,7 @@
 
 #include <QString>
 #include <algorithm>
+#include <cmath>
 #include <random>
 #include <vector>
 
@@ -96,6 +97,17 @@ TEST(QTreeTest, RadiusTiesAndOutOfBounds) {
   other.Insert(Vec2<double>(0, 0.5), "north");
   EXPECT_EQ(other.FindNearest(Vec2<double>(0, 0), 1, 8.0, &results).node, nullptr);
   EXPECT_EQ(results[0].entry->key, "west");
+
+  // Seven entries at one spot, and NaN positions: the splitting stops where the rectangle can't
+  // be halved any more, and all are found.
+  Tree same(Vec2<double>(-1, -1), Vec2<double>(1, 1), 5, nullptr);
+  for (int i = 0; i < 7; ++i) same.Insert(Vec2<double>(0.3, 0.3), QString::number(i));
+  for (int i = 0; i < 6; ++i) same.Insert(Vec2<double>(NAN, NAN), "nan");
+  results.clear();
+  same.FindNearest(Vec2<double>(0.3, 0.3), 10, 0.0, &results);
+  ASSERT_EQ(results.size(), 7u);
+  EXPECT_EQ(results[0].entry->key, "0");
+  EXPECT_EQ(results[6].entry->key, "6");
 
   mmvector<Result> list(3);
   Tree::RemoveLast(&list, 2);
