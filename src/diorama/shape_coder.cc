@@ -5,6 +5,7 @@
 
 #include "base/logging.h"
 #include "base/stringprintf.h"
+#include "diorama/shape_coder3.h"
 
 namespace loupe {
 
@@ -18,8 +19,14 @@ float MaxQuantised(int bits) {
 
 // The format classes of each version. Versions 1 and 2 share one format, 3 has its own; a
 // version without a format gives null.
-ShapeEncoder* NewEncoder(int /*codec_version*/) { return nullptr; }
-ShapeDecoder* NewDecoder(int /*codec_version*/) { return nullptr; }
+ShapeEncoder* NewEncoder(int codec_version) {
+  if (codec_version == 3) return new ShapeEncoder3;
+  return nullptr;
+}
+ShapeDecoder* NewDecoder(int codec_version) {
+  if (codec_version == 3) return new ShapeDecoder3;
+  return nullptr;
+}
 
 }  // namespace
 
