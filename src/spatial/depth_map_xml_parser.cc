@@ -11,7 +11,6 @@
 namespace vistara::spatial {
 
 using map_blob::ReadFloat;
-using map_blob::ReadU16;
 
 vistara::DepthMap* DepthMapXMLParser::ParseDepthMap(const QByteArray& xml) {
   XmlReader reader(xml);
@@ -28,16 +27,14 @@ vistara::DepthMap* DepthMapXMLParser::ReadCompressedDepthMapData(const QByteArra
 }
 
 vistara::DepthMap* DepthMapXMLParser::ReadDepthMapData(const QByteArray& blob) {
+  map_blob::Header header;
+  if (!map_blob::ReadHeader(blob, &header)) return nullptr;
   const auto* bytes = reinterpret_cast<const uint8_t*>(blob.constData());
   const size_t size = static_cast<size_t>(blob.size());
-  if (size == 0) return nullptr;
-  if (bytes[0] != 8) return nullptr;
-  if (size < 8) return nullptr;  // the rest of the header would lie past the blob
-  const int num_planes = ReadU16(bytes + 1);
-  const int width = ReadU16(bytes + 3);
-  const int height = ReadU16(bytes + 5);
-  if (num_planes < 1 || num_planes > 256 || width == 0 || height == 0 || bytes[7] != 8) return nullptr;
-  const size_t cells = static_cast<size_t>(width) * static_cast<size_t>(height);
+  const int num_planes = header.count;
+  const int width = header.width;
+  const int height = header.height;
+  const size_t cells = header.cells;
   // A header promising more cells or planes than the blob holds would read past its end.
   if (8 + cells + 16 * static_cast<size_t>(num_planes) > size) return nullptr;
 

@@ -31,4 +31,20 @@ float ReadFloat(const uint8_t* p) {
   return value;
 }
 
+bool ReadHeader(const QByteArray& blob, Header* header) {
+  const auto* bytes = reinterpret_cast<const uint8_t*>(blob.constData());
+  const size_t size = static_cast<size_t>(blob.size());
+  if (size == 0) return false;
+  if (bytes[0] != 8) return false;
+  if (size < 8) return false;  // the rest of the header would lie past the blob
+  header->count = ReadU16(bytes + 1);
+  header->width = ReadU16(bytes + 3);
+  header->height = ReadU16(bytes + 5);
+  if (header->count < 1 || header->count > 256 || header->width == 0 || header->height == 0 || bytes[7] != 8) {
+    return false;
+  }
+  header->cells = static_cast<size_t>(header->width) * static_cast<size_t>(header->height);
+  return true;
+}
+
 }  // namespace vistara::spatial::map_blob

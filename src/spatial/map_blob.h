@@ -16,6 +16,15 @@ namespace vistara::spatial::map_blob {
 // with a larger buffer, so memory stays at `buffer_size` whatever the stream claims).
 QByteArray Inflate(const QByteArray& text, size_t buffer_size);
 
+// The 8-byte header both maps share: byte 0 and byte 7 are 8, then three little-endian 16-bit
+// fields: a count (planes or pano ids, 1 to 256), the width and the height (neither 0).
+struct Header {
+  int count, width, height;
+  size_t cells;  // width * height
+};
+// Fills *header and returns true if `blob` starts with a valid header; false otherwise.
+bool ReadHeader(const QByteArray& blob, Header* header);
+
 // Little-endian readers; the caller has checked the bounds.
 inline uint16_t ReadU16(const uint8_t* p) { return static_cast<uint16_t>(p[0] | (p[1] << 8)); }
 float ReadFloat(const uint8_t* p);

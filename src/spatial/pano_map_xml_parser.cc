@@ -9,7 +9,6 @@
 namespace vistara::spatial {
 
 using map_blob::ReadFloat;
-using map_blob::ReadU16;
 
 PanoMap* PanoMapXMLParser::ParsePanoMap(const QByteArray& xml) {
   XmlReader reader(xml);
@@ -26,16 +25,14 @@ PanoMap* PanoMapXMLParser::ReadCompressedPanoMapData(const QByteArray& base64_te
 }
 
 PanoMap* PanoMapXMLParser::ReadPanoMapData(const QByteArray& blob) {
+  map_blob::Header header;
+  if (!map_blob::ReadHeader(blob, &header)) return nullptr;
   const auto* bytes = reinterpret_cast<const uint8_t*>(blob.constData());
   const size_t size = static_cast<size_t>(blob.size());
-  if (size == 0) return nullptr;
-  if (bytes[0] != 8) return nullptr;
-  if (size < 8) return nullptr;  // the rest of the header would lie past the blob
-  const int entries = ReadU16(bytes + 1);
-  const int width = ReadU16(bytes + 3);
-  const int height = ReadU16(bytes + 5);
-  if (entries < 1 || entries > 256 || width == 0 || height == 0 || bytes[7] != 8) return nullptr;
-  const size_t cells = static_cast<size_t>(width) * static_cast<size_t>(height);
+  const int entries = header.count;
+  const int width = header.width;
+  const int height = header.height;
+  const size_t cells = header.cells;
   const size_t stored = static_cast<size_t>(entries - 1);
   // A header promising more cells or entries than the blob holds would read past its end.
   if (8 + cells + (kIdSize + 8) * stored > size) return nullptr;

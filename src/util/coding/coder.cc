@@ -48,18 +48,8 @@ void Encoder::Resize(unsigned N) {
 }
 
 const char* Decoder::GetVarint32Slow(const char* p, const char* limit, uint32_t* v) {
-  if (limit - p >= Varint::kMax32) return Varint::Parse32Fallback(p, v);
   // Fewer than five bytes: a varint that needs a further byte here fails.
-  uint32_t result = 0;
-  for (int shift = 0; p < limit; shift += 7) {
-    const uint32_t b = static_cast<unsigned char>(*p++);
-    result |= (b & 127) << shift;
-    if (b < 128) {
-      *v = result;
-      return p;
-    }
-  }
-  return nullptr;
+  return Varint::Parse32WithLimit(p, limit, v);
 }
 
 bool Decoder::GetVarint64Slow(const char** p, const char* limit, uint64_t* v) {
