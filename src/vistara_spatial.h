@@ -13,6 +13,7 @@
 #include "common/internal/stratum_tools.h"
 #include "diorama/binary_coder.h"
 #include "diorama/shape_coder.h"
+#include "diorama/shape_coder1.h"
 #include "diorama/shape_coder3.h"
 #include "platform/atlasdoc/abstract_feature.h"
 #include "platform/atlasdoc/kml_id.h"

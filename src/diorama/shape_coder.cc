@@ -5,25 +5,22 @@
 
 #include "base/logging.h"
 #include "base/stringprintf.h"
+#include "diorama/shape_coder1.h"
 #include "diorama/shape_coder3.h"
 
 namespace loupe {
 
 namespace {
 
-// 2^bits - 1 as a float; bits outside 0..32 are kept where the shift is defined.
-float MaxQuantised(int bits) {
-  const int b = bits < 0 ? 0 : bits > 32 ? 32 : bits;
-  return static_cast<float>((uint64_t{1} << b) - 1);
-}
-
 // The format classes of each version. Versions 1 and 2 share one format, 3 has its own; a
 // version without a format gives null.
 ShapeEncoder* NewEncoder(int codec_version) {
+  if (codec_version == 1 || codec_version == 2) return new ShapeEncoder1;
   if (codec_version == 3) return new ShapeEncoder3;
   return nullptr;
 }
 ShapeDecoder* NewDecoder(int codec_version) {
+  if (codec_version == 1 || codec_version == 2) return new ShapeDecoder1;
   if (codec_version == 3) return new ShapeDecoder3;
   return nullptr;
 }
@@ -94,13 +91,13 @@ void ShapeEncoder::RegisterStat(int* stat) {
 void ShapeEncoder::WriteFloatUnit(float v, int bits) {
   // The product is rounded to single precision before lrintf (ties to even); the long result
   // converts to int modulo 2^32 and WriteBits keeps the low bits: no clamping.
-  const float product = MaxQuantised(bits) * v;
+  const float product = static_cast<float>(MaxQuantised(bits)) * v;
   WriteBits(static_cast<int>(std::lrintf(product)), bits);
 }
 
 void ShapeEncoder::WriteFloatURange(float value, float max, int bits) {
   if (max == 0.0f) VS_LOG(FATAL) << "Check failed: ";
-  const float product = MaxQuantised(bits) * value;
+  const float product = static_cast<float>(MaxQuantised(bits)) * value;
   WriteBits(static_cast<int>(std::lrintf(product / max)), bits);
 }
 
@@ -159,12 +156,12 @@ bool ShapeDecoder::ReadHeader() {
 }
 
 float ShapeDecoder::ReadFloatUnit(int bits) {
-  return static_cast<float>(ReadBits(bits)) / MaxQuantised(bits);
+  return static_cast<float>(ReadBits(bits)) / static_cast<float>(MaxQuantised(bits));
 }
 
 float ShapeDecoder::ReadFloatURange(float max, int bits) {
   if (max == 0.0f) VS_LOG(FATAL) << "Check failed: ";
-  return static_cast<float>(ReadBits(bits)) * max / MaxQuantised(bits);
+  return static_cast<float>(ReadBits(bits)) * max / static_cast<float>(MaxQuantised(bits));
 }
 
 geometry3d::Vector3<float> ShapeDecoder::ReadColorRGB888() {

@@ -19,6 +19,7 @@
 #ifndef VISTARA_DIORAMA_SHAPE_CODER_H_
 #define VISTARA_DIORAMA_SHAPE_CODER_H_
 
+#include <cstdint>
 #include <string>
 
 #include "diorama/binary_coder.h"
@@ -26,6 +27,12 @@
 #include "util/geometry3d/vector.h"
 
 namespace loupe {
+
+// 2^bits - 1, the largest value of a `bits`-bit field: the M of the quantised fields. Bits
+// outside 0..32 are clamped so that the shift stays defined.
+constexpr uint64_t MaxQuantised(int bits) {
+  return (uint64_t{1} << (bits < 0 ? 0 : bits > 32 ? 32 : bits)) - 1;
+}
 
 // Bytes and counts of each part of an encoded stream.
 struct ShapeEncoderStats {

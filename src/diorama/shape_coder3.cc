@@ -19,20 +19,6 @@ namespace {
 constexpr int kMaxValueCount = 0xFFFFFF;
 constexpr int kMaxAxisWidth = 30;
 
-// Axis access shared by the three value types: x, y, z or s, t.
-template <class T>
-constexpr int NumAxes(const Vector3<T>&) { return 3; }
-template <class T>
-constexpr int NumAxes(const Vector2<T>&) { return 2; }
-template <class T>
-T& Axis(Vector3<T>& v, int a) { return a == 0 ? v.x : a == 1 ? v.y : v.z; }
-template <class T>
-T Axis(const Vector3<T>& v, int a) { return a == 0 ? v.x : a == 1 ? v.y : v.z; }
-template <class T>
-T& Axis(Vector2<T>& v, int a) { return a == 0 ? v.x : v.y; }
-template <class T>
-T Axis(const Vector2<T>& v, int a) { return a == 0 ? v.x : v.y; }
-
 template <class Value>
 auto Quantise(const Value& v, double factor) {
   using Scalar = decltype(v.x);
@@ -180,7 +166,7 @@ bool ShapeEncoder3::EncodeValues(const std::vector<Value>& values, int quantizat
   const double factor = std::pow(2.0, quantization_bits);
   VS_CHECK_GT(factor, 0);
 
-  constexpr int kAxes = NumAxes(Value{});
+  constexpr int kAxes = Value::kDimension;
   int64_t lo[3] = {0, 0, 0};
   int64_t hi[3] = {0, 0, 0};
   bool first = true;
@@ -191,7 +177,7 @@ bool ShapeEncoder3::EncodeValues(const std::vector<Value>& values, int quantizat
     if (index < 0 || index >= static_cast<int>(values.size())) return false;
     const IntValue q = Quantise(values[index], factor);
     for (int a = 0; a < kAxes; ++a) {
-      const int64_t c = Axis(q, a);
+      const int64_t c = q[a];
       if (first || c < lo[a]) lo[a] = c;
       if (first || c > hi[a]) hi[a] = c;
     }
@@ -213,7 +199,7 @@ bool ShapeEncoder3::EncodeValues(const std::vector<Value>& values, int quantizat
   for (const int index : order) {
     const IntValue q = Quantise(values[index], factor);
     for (int a = 0; a < kAxes; ++a) {
-      WriteBits(static_cast<int>(Axis(q, a) - lo[a]), widths[a]);
+      WriteBits(static_cast<int>(q[a] - lo[a]), widths[a]);
     }
   }
   return true;
@@ -328,7 +314,7 @@ bool ShapeDecoder3::DecodeValues(std::vector<Value>* values, int* quantization_b
   *quantization_bits = ReadInt(6);
   const double factor = std::pow(2.0, *quantization_bits);
   VS_CHECK_GT(factor, 0);
-  constexpr int kAxes = NumAxes(Value{});
+  constexpr int kAxes = Value::kDimension;
   int64_t lo[3] = {0, 0, 0};
   int widths[3] = {0, 0, 0};
   for (int a = 0; a < kAxes; ++a) lo[a] = ReadVarInt(4);
@@ -338,7 +324,7 @@ bool ShapeDecoder3::DecodeValues(std::vector<Value>* values, int* quantization_b
     for (int a = 0; a < kAxes; ++a) {
       // In 64 bits: a 31-bit field plus a large minimum would overflow int.
       const int64_t q = static_cast<int64_t>(ReadBits(widths[a])) + lo[a];
-      Axis(v, a) = static_cast<Scalar>(static_cast<double>(q) / factor);
+      v[a] = static_cast<Scalar>(static_cast<double>(q) / factor);
     }
   }
   return true;

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "diorama/shape_test_util.h"
 #include "test_util.h"
 
 namespace loupe {
@@ -17,6 +18,8 @@ using geometry3d::Material;
 using geometry3d::Shape;
 using geometry3d::Vector2;
 using geometry3d::Vector3;
+using test_shapes::MakeRandomShape;
+using test_shapes::MakeTriangle;
 using vistara::testing::FromHex;
 using vistara::testing::ScopedLogCapture;
 using vistara::testing::SeededRandom;
@@ -25,13 +28,6 @@ using vistara::testing::ToHex;
 // Three points, one triangle, no material: 181 bits.
 constexpr char kTriangleHex[] =
     "53 45 03 00 40 00 61 00 00 0C 02 00 48 29 00 00 00 20 00 00 00 02 00";
-
-void MakeTriangle(Shape* shape) {
-  *shape->mutable_points() = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}};
-  IndexSet* s = shape->AddNewIndexSet();
-  s->set_material_index(-1);
-  *s->mutable_point_indices() = {0, 1, 2};
-}
 
 std::string Encode(ShapeEncoder3* encoder, const Shape& shape, bool* ok) {
   *ok = encoder->EncodeShape(shape);
@@ -113,16 +109,6 @@ TEST(ShapeCoder3Test, OffsetExamples) {
   EXPECT_FALSE(encoder.EncodeOffsetIndices({2}, &map, &position, &order));
 }
 
-std::vector<int> RandomList(SeededRandom* rng, int pool, bool delimited) {
-  std::vector<int> list(rng->Int(0, 12));
-  for (int& i : list) i = (delimited && rng->Int(0, 4) == 0) || pool == 0 ? -1 : rng->Int(0, pool - 1);
-  return list;
-}
-
-Vector3<float> RandomColor(SeededRandom* rng) {
-  return {float(rng->Double(0, 1)), float(rng->Double(0, 1)), float(rng->Double(0, 1))};
-}
-
 // Decoded index k stands for pool entry order[k]; delimiters stay -1.
 void ExpectSameIndices(const std::vector<int>& source, const std::vector<int>& decoded,
                        const std::vector<int>& order) {
@@ -143,43 +129,7 @@ TEST(ShapeCoder3Test, RandomRoundTrips) {
   SCOPED_TRACE(rng.seed_text());
   for (int round = 0; round < 200; ++round) {
     Shape shape;
-    const int num_points = rng.Int(0, 20), num_normals = rng.Int(0, 10),
-              num_tex = rng.Int(0, 10);
-    for (int i = 0; i < num_points; ++i) {
-      shape.mutable_points()->push_back(
-          {rng.Double(-100, 100), rng.Double(-100, 100), rng.Double(-1, 1)});
-    }
-    for (int i = 0; i < num_normals; ++i) {
-      shape.mutable_normals()->push_back(
-          {float(rng.Double(-1, 1)), float(rng.Double(-1, 1)), float(rng.Double(-1, 1))});
-    }
-    for (int i = 0; i < num_tex; ++i) {
-      shape.mutable_tex_coords()->push_back({float(rng.Double(0, 1)), float(rng.Double(-2, 2))});
-    }
-    const int num_materials = rng.Int(0, 3);
-    for (int i = 0; i < num_materials; ++i) {
-      Material* m = shape.AddNewMaterial();
-      m->set_ambient_color(RandomColor(&rng));
-      m->set_diffuse_color(RandomColor(&rng));
-      m->set_specular_color(RandomColor(&rng));
-      m->set_emissive_color(RandomColor(&rng));
-      m->set_transparent_color(RandomColor(&rng));
-      m->set_shininess(float(rng.Double(0, 128)));
-      m->set_transparency(float(rng.Double(0, 1)));
-      if (rng.Int(0, 1)) m->set_texture_uri("tex/" + std::to_string(rng.Int(0, 999)) + ".jpg");
-      m->set_double_sided(rng.Int(0, 1));
-    }
-    const int num_sets = rng.Int(0, 4);
-    for (int i = 0; i < num_sets; ++i) {
-      IndexSet* s = shape.AddNewIndexSet();
-      s->set_format(rng.Int(0, 5));
-      s->set_material_index(rng.Int(-1, num_materials - 1));
-      const bool delimited = rng.Int(0, 1);
-      *s->mutable_point_indices() = RandomList(&rng, num_points, delimited);
-      *s->mutable_normal_indices() = RandomList(&rng, num_normals, delimited);
-      *s->mutable_tex_coord_indices() = RandomList(&rng, num_tex, delimited);
-    }
-
+    MakeRandomShape(&rng, &shape);
     ShapeEncoder3 encoder;
     bool ok = false;
     const std::string buffer = Encode(&encoder, shape, &ok);
@@ -189,7 +139,7 @@ TEST(ShapeCoder3Test, RandomRoundTrips) {
     ASSERT_TRUE(ShapeDecoder::DecodeFromBuffer(buffer, &decoded)) << round;
 
     ASSERT_EQ(decoded.materials().size(), shape.materials().size());
-    for (int i = 0; i < num_materials; ++i) {
+    for (size_t i = 0; i < shape.materials().size(); ++i) {
       const Material& a = *shape.materials()[i];
       const Material& b = *decoded.materials()[i];
       EXPECT_NEAR(a.diffuse_color().y, b.diffuse_color().y, 0.5 / 255 + 1e-6);
@@ -199,7 +149,7 @@ TEST(ShapeCoder3Test, RandomRoundTrips) {
       EXPECT_EQ(a.double_sided(), b.double_sided());
     }
     ASSERT_EQ(decoded.index_sets().size(), shape.index_sets().size());
-    for (int i = 0; i < num_sets; ++i) {
+    for (size_t i = 0; i < shape.index_sets().size(); ++i) {
       const IndexSet& a = *shape.index_sets()[i];
       const IndexSet& b = *decoded.index_sets()[i];
       EXPECT_EQ(a.format(), b.format());

@@ -27,6 +27,7 @@ int RoundToInt(T v) {
 
 template <class T>
 struct Vector2 {
+  static constexpr int kDimension = 2;
   T x{}, y{};
   constexpr Vector2() = default;
   constexpr Vector2(T x_, T y_) : x(x_), y(y_) {}
@@ -42,6 +43,8 @@ struct Vector2 {
   Vector2& operator/=(T s) { x /= s; y /= s; return *this; }
   constexpr bool operator==(const Vector2& o) const { return x == o.x && y == o.y; }
   constexpr bool operator!=(const Vector2& o) const { return !(*this == o); }
+  constexpr T operator[](int i) const { return i == 0 ? x : y; }
+  T& operator[](int i) { return i == 0 ? x : y; }
   constexpr T Dot(const Vector2& o) const { return x * o.x + y * o.y; }
   T Length() const { return static_cast<T>(std::sqrt(x * x + y * y)); }
   Vector2<int> IRound() const {
@@ -51,6 +54,7 @@ struct Vector2 {
 
 template <class T>
 struct Vector3 {
+  static constexpr int kDimension = 3;
   T x{}, y{}, z{};
   constexpr Vector3() = default;
   constexpr Vector3(T x_, T y_, T z_) : x(x_), y(y_), z(z_) {}
