@@ -38,8 +38,11 @@ class BinaryEncoder {
 
   // Starts a new, empty stream.
   void Init() { encoder_ = std::make_unique<BitEncoder>(); }
-  // Room for `bits` more bits, so that a run of fields writes without growing.
-  void Reserve(int bits) { encoder_->EnsureBits(bits); }
+  // Room for `bits` more bits, so that a run of fields writes without growing. Beyond what an
+  // int can count nothing is reserved: each stored word makes its own room anyway.
+  void Reserve(int64_t bits) {
+    if (bits >= 0 && bits <= INT32_MAX - 64) encoder_->EnsureBits(static_cast<int>(bits));
+  }
   // Pads to a whole byte with zero bits and stores everything.
   void Flush() { encoder_->FlushToByte(); }
 
@@ -69,6 +72,11 @@ class BinaryEncoder {
 
   // Bits of `i` taken as unsigned, at least 1: 0 and 1 give 1, 256 gives 9, negatives 32.
   static int BitsRequired(int i);
+  // BitsRequired of a span max - min of quantised values, computed in 64 bits; a span beyond
+  // int gives 32, more than any field width allows (BitsRequired would see it wrapped).
+  static int RangeBitsRequired(int64_t range) {
+    return range > INT32_MAX ? 32 : BitsRequired(static_cast<int>(range));
+  }
   // Bits for `i` as a two's-complement field: 0, 1 and -1 give 2, 127 and -128 give 8.
   static int SignedBitsRequired(int i);
 

@@ -20,18 +20,6 @@ constexpr int kMaxAxisWidth = 30;
 constexpr int kMaxIndexWidth = 31;
 constexpr int kMaxIndexMinimum = 0x3FFFFFFF;
 
-// Bits for the range of a 64-bit span of quantised values; a span beyond int is 32 bits, which
-// every width limit refuses (BitsRequired would see it wrapped).
-int RangeBits(int64_t range) {
-  return range > INT32_MAX ? 32 : BinaryEncoder::BitsRequired(static_cast<int>(range));
-}
-
-// Room for `bits` more bits when that fits the encoder's int; beyond, each stored word makes
-// its own room.
-void ReserveBits(BinaryEncoder* encoder, int64_t bits) {
-  if (bits <= INT32_MAX - 64) encoder->Reserve(static_cast<int>(bits));
-}
-
 }  // namespace
 
 bool ShapeEncoder1::EncodeShape(const Shape& shape) {
@@ -103,7 +91,7 @@ bool ShapeEncoder1::EncodeValues(const std::vector<Value>& values, int bits,
   int widths[3] = {0, 0, 0};
   int total_width = 0;
   for (int a = 0; a < kAxes; ++a) {
-    widths[a] = RangeBits(hi[a] - lo[a]);
+    widths[a] = RangeBitsRequired(hi[a] - lo[a]);
     total_width += widths[a];
   }
 
@@ -120,7 +108,7 @@ bool ShapeEncoder1::EncodeValues(const std::vector<Value>& values, int bits,
   }
   for (int a = 0; a < kAxes; ++a) WriteBits(widths[a], 5);
 
-  ReserveBits(this, int64_t{n} * total_width);
+  Reserve(int64_t{n} * total_width);
   for (const Value& v : values) {
     const auto q = (v * factor).IRound();
     for (int a = 0; a < kAxes; ++a) WriteBits(static_cast<int>(q[a] - lo[a]), widths[a]);
@@ -166,10 +154,10 @@ bool ShapeEncoder1::EncodeIndices(const std::vector<int>& indices) {
   const int min = *lo;
   if (min > kMaxIndexMinimum) return false;
   WriteBits(min, 32);
-  const int width = RangeBits(int64_t{*hi} - min);
+  const int width = RangeBitsRequired(int64_t{*hi} - min);
   if (width > kMaxIndexWidth) return false;
   WriteBits(width, 5);
-  ReserveBits(this, int64_t{n} * width);
+  Reserve(int64_t{n} * width);
   // The difference fits the width, so it is taken modulo 2^32 without overflow.
   for (const int i : indices) {
     WriteBits(static_cast<int>(static_cast<uint32_t>(i) - static_cast<uint32_t>(min)), width);

@@ -187,15 +187,12 @@ bool ShapeEncoder3::EncodeValues(const std::vector<Value>& values, int quantizat
   int widths[3] = {0, 0, 0};
   int total_width = 0;
   for (int a = 0; a < kAxes; ++a) {
-    // A range beyond int can't fit 30 bits; BitsRequired would see it wrapped.
-    const int64_t range = hi[a] - lo[a];
-    if (range > INT32_MAX) return false;
-    widths[a] = BitsRequired(static_cast<int>(range));
+    widths[a] = RangeBitsRequired(hi[a] - lo[a]);
     if (widths[a] > kMaxAxisWidth) return false;
     WriteBits(widths[a], 5);
     total_width += widths[a];
   }
-  bit_encoder()->EnsureBits(n * total_width);
+  Reserve(int64_t{n} * total_width);
   for (const int index : order) {
     const IntValue q = Quantise(values[index], factor);
     for (int a = 0; a < kAxes; ++a) {
