@@ -201,8 +201,8 @@ int Encode(Invocation& inv, const std::vector<std::string>& files) {
   std::string error;
   if (!ReadBuilding(inv, files[0], &building, &error)) return inv.Fail(error);
   if (!encoder.EncodeBuildingZ(building)) {
-    return inv.Fail(Name(files[0]) + ": cannot encode at these settings (a quantised axis would need more than 31 "
-                                     "bits)");
+    return inv.Fail(Name(files[0]) + ": cannot encode at these settings (quantised coordinates beyond what the "
+                                     "stream holds)");
   }
   const std::string bytes(encoder.buffer(), static_cast<size_t>(encoder.buffer_size()));
   if (!obj::WriteOutput(files[1], inv.out(), bytes, &error)) return inv.Fail(error);
