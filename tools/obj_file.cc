@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cfloat>
 #include <charconv>
 #include <climits>
 #include <cmath>
@@ -63,10 +64,23 @@ bool Numbers(const std::vector<std::string>& words, size_t min, size_t max, std:
   return true;
 }
 
+// Normals, texture coordinates and material values are floats: beyond the float range the
+// conversion would be undefined, and an infinity could not be written back.
+bool FloatRange(const std::vector<double>& values, std::string* error) {
+  for (double v : values) {
+    if (std::fabs(v) > FLT_MAX) {
+      *error = "number beyond the float range: " + NumberText(v);
+      return false;
+    }
+  }
+  return true;
+}
+
 // A colour of one (grey) or three values.
 bool Color(const std::vector<std::string>& words, Vector3<float>* color, std::string* error) {
   std::vector<double> v;
   if (words.size() == 2 ? !Numbers(words, 1, 1, &v, error) : !Numbers(words, 3, 3, &v, error)) return false;
+  if (!FloatRange(v, error)) return false;
   if (v.size() == 1) v = {v[0], v[0], v[0]};
   *color = Vector3<float>(static_cast<float>(v[0]), static_cast<float>(v[1]), static_cast<float>(v[2]));
   return true;
@@ -126,10 +140,10 @@ class ObjReader {
       if (!Numbers(words, 3, 7, &v, error)) return false;
       shape_->mutable_points()->emplace_back(v[0], v[1], v[2]);
     } else if (key == "vn") {
-      if (!Numbers(words, 3, 3, &v, error)) return false;
+      if (!Numbers(words, 3, 3, &v, error) || !FloatRange(v, error)) return false;
       shape_->mutable_normals()->emplace_back(static_cast<float>(v[0]), static_cast<float>(v[1]), static_cast<float>(v[2]));
     } else if (key == "vt") {
-      if (!Numbers(words, 1, 3, &v, error)) return false;
+      if (!Numbers(words, 1, 3, &v, error) || !FloatRange(v, error)) return false;
       shape_->mutable_tex_coords()->emplace_back(static_cast<float>(v[0]), static_cast<float>(v.size() > 1 ? v[1] : 0.0));
     } else if (key == "f" || key == "l") {
       return Primitive(words, error);
@@ -294,7 +308,7 @@ bool ReadMtl(const std::string& text, Shape* shape, std::vector<std::string>* na
           if (key == "Ke") m->set_emissive_color(color);
           if (key == "Tf") m->set_transparent_color(color);
         } else {
-          if (!Numbers(words, 1, 1, &v, reason)) return false;
+          if (!Numbers(words, 1, 1, &v, reason) || !FloatRange(v, reason)) return false;
           if (key == "Ns") m->set_shininess(static_cast<float>(std::clamp(v[0], 0.0, 128.0)));
           if (key == "d") m->set_transparency(static_cast<float>(1.0 - v[0]));
           if (key == "Tr") m->set_transparency(static_cast<float>(v[0]));
