@@ -200,6 +200,15 @@ int Encode(Invocation& inv, const std::vector<std::string>& files) {
   BuildingZ building;
   std::string error;
   if (!ReadBuilding(inv, files[0], &building, &error)) return inv.Fail(error);
+  // Quantised lengths are ints in the stream; one beyond them would be coded as something else
+  // without a word.
+  const double factor = std::ldexp(1.0, encoder.point_bits());
+  for (size_t i = 0; i < building.polygons().size(); ++i) {
+    const PolygonZ& p = *building.polygons()[i];
+    bool fits = std::fabs(p.z() * factor) < 2147483647.0;
+    for (const auto& xy : p.points()) fits &= std::fabs(xy.x * factor) < 2147483647.0 && std::fabs(xy.y * factor) < 2147483647.0;
+    if (!fits) return inv.Fail(Name(files[0]) + ": polygon " + std::to_string(i) + " is too far out for the quantisation");
+  }
   if (!encoder.EncodeBuildingZ(building)) {
     return inv.Fail(Name(files[0]) + ": cannot encode at these settings (quantised coordinates beyond what the "
                                      "stream holds)");

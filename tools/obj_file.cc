@@ -194,6 +194,10 @@ class ObjReader {
     std::vector<Corner> c(corners);
     for (size_t i = 0; i < corners; ++i) {
       if (!ReadCorner(words[i + 1], *shape_, &c[i], error)) return false;
+      if (!face && c[i].normal >= 0) {
+        *error = "a line corner takes no normal";
+        return false;
+      }
       if ((c[i].tex_coord < 0) != (c[0].tex_coord < 0) || (c[i].normal < 0) != (c[0].normal < 0)) {
         *error = "corners of one " + std::string(face ? "face" : "line") + " differ in form";
         return false;

@@ -82,6 +82,36 @@ bool Settings(Invocation& inv, loupe::ShapeEncoder* encoder, std::string* error)
   return true;
 }
 
+// The streams keep quantised values in ints; a value beyond them would be coded as something else
+// without a word, so it is refused here. `factor` is the number of steps per unit.
+template <class Value>
+bool FitsSteps(const std::vector<Value>& values, double factor, const char* what, std::string* error) {
+  for (size_t i = 0; i < values.size(); ++i) {
+    const Value& v = values[i];
+    for (double c : {static_cast<double>(v.x), static_cast<double>(v.y), static_cast<double>(v.z)}) {
+      if (!(std::fabs(c * factor) < 2147483647.0)) {
+        *error = std::string(what) + " " + std::to_string(i + 1) + " is too far out for the quantisation";
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
+struct TexCoord3 {
+  float x, y, z;
+};
+
+bool FitsQuantisation(const Shape& shape, const loupe::ShapeEncoder& e, std::string* error) {
+  const bool v3 = e.codec_version() == 3;
+  auto factor = [v3](int bits, double unit) { return v3 ? std::ldexp(1.0, bits) : (std::ldexp(1.0, bits) - 1) / unit; };
+  std::vector<TexCoord3> tex;
+  for (const auto& t : shape.tex_coords()) tex.push_back({t.x, t.y, 0});
+  return FitsSteps(shape.points(), factor(e.point_bits(), e.point_unit()), "point", error) &&
+         FitsSteps(shape.normals(), factor(e.normal_bits(), 1), "normal", error) &&
+         FitsSteps(tex, factor(e.tex_coord_bits(), 1), "texture coordinate", error);
+}
+
 Json::Value StatsJson(const loupe::ShapeEncoderStats& s) {
   Json::Value j(Json::objectValue);
   j["total_bytes"] = s.total_bytes;
@@ -115,7 +145,9 @@ int Encode(Invocation& inv, const std::vector<std::string>& files) {
 
   Shape shape;
   if (!obj::ReadObjFile(files[0], inv.in(), &shape, &error)) return inv.Fail(error);
-  if (!shape.Validate(&error)) return inv.Fail(Name(files[0]) + ": " + error);
+  if (!shape.Validate(&error) || !FitsQuantisation(shape, *encoder, &error)) {
+    return inv.Fail(Name(files[0]) + ": " + error);
+  }
   if (!encoder->EncodeShape(shape)) {
     return inv.Fail(Name(files[0]) + ": cannot encode at these settings (a quantised axis would need more "
                                      "than 30 bits)");
