@@ -4,14 +4,12 @@
 #include <cerrno>
 #include <cfloat>
 #include <charconv>
-#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <sstream>
-#include <string_view>
 #include <tuple>
 
 namespace vistara::cli::obj {

@@ -10,7 +10,6 @@
 #include <cstdlib>
 #include <exception>
 #include <memory>
-#include <sstream>
 
 #include "cli.h"
 #include "diorama/shape_coder.h"
