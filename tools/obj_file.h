@@ -2,7 +2,7 @@
 // building subcommands.
 //
 // Reading keeps what the shape model can hold:
-//   v x y z [w | r g b]   a point (the rest is dropped)     vn x y z   a normal
+//   v x y z [w | r g b]   a point (the rest is dropped)     vn x y z   a normal (float range)
 //   vt u [v [w]]          a texture coordinate (v 0 when absent)
 //   f a b c ...           a face; corners v, v/vt, v//vn or v/vt/vn, 1-based, negative counts back
 //   l a b ...             a polyline; corners v or v/vt
@@ -11,13 +11,15 @@
 // Anything else (g, o, s, vp, ...) is skipped. Faces of three corners go into a kTriangles set,
 // faces of more into a kPolygon set (corners delimited by -1) so that no face is cut into
 // triangles, and each polyline segment into a kLines set. One index set holds all faces of one
-// material, kind and corner form (which of vt and vn they carry), in order of first appearance:
+// material, kind and corner form (which of vt and vn they carry), in order of first appearance;
+// all corners of one face must have the same form. Indices must name entries read before them.
 // OBJ knows faces, not index sets, so a file written from a shape may come back with fewer sets.
 //
-// MTL: newmtl NAME, Ka/Kd/Ks/Ke r [g b] (one value means grey), Ns (kept within 0..128, the
-// range the streams code), d (transparency is 1 - d) or Tr (transparency), map_Kd (the last word,
-// options before it dropped). Every material of the libraries is added to the shape, in the order
-// of the files, so that material indices survive a round trip.
+// MTL: newmtl NAME, Ka/Kd/Ks/Ke/Tf r [g b] (Tf the transparent colour; one value means grey),
+// Ns (kept within 0..128, the range the streams code), d (transparency is 1 - d) or Tr
+// (transparency), map_Kd (the last word, options before it dropped). Every material of the
+// libraries is added to the shape, in the order of the files, so that material indices survive
+// a round trip. Double-sidedness has no MTL statement and is neither read nor written.
 //
 // Writing is the other way round: triangle strips and fans become triangles, polygons and quads
 // stay faces, lines become two-corner `l` statements (normals dropped: `l` has none). Sets without
