@@ -40,6 +40,17 @@ void BinaryEncoder::WriteVarUInt(int value, int group_bits) {
   }
 }
 
+void BinaryEncoder::AppendBytes(std::string* out) const {
+  const Encoder& stored = encoder_->encoder();
+  if (stored.buffer() != nullptr) out->append(stored.buffer(), stored.length());
+  // The pending partial word, as Flush would store it; buffer_size() counts it.
+  uint32_t pending = encoder_->pending_value();
+  for (int left = encoder_->pending_bits(); left > 0; left -= 8) {
+    out->push_back(static_cast<char>(pending & 0xFF));
+    pending >>= 8;
+  }
+}
+
 void BinaryEncoder::WriteFloat(float f) {
   encoder_->EnsureBits(32);  // 8 bytes
   encoder_->PutBits(std::bit_cast<uint32_t>(f), 32);
@@ -78,6 +89,15 @@ int BinaryEncoder::BitsRequired(int i) {
 
 int BinaryEncoder::SignedBitsRequired(int i) {
   return BitsRequired(i < 0 ? ~i : i) + 1;
+}
+
+int BinaryDecoder::GetVersionFromHeader(const std::string& buffer, int magic) {
+  if (buffer.size() < 5) return -1;
+  const auto byte = [&buffer](size_t i) {
+    return static_cast<int>(static_cast<signed char>(buffer[i]));
+  };
+  if (byte(1) * 256 + byte(0) != magic) return -1;
+  return byte(3) * 256 + byte(2);
 }
 
 int BinaryDecoder::BytesDecoded() const {
