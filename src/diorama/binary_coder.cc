@@ -131,8 +131,13 @@ uint32_t BinaryDecoder::ReadVarUInt(int group_bits) {
     if (!decoder_->GetBits(32, &lo) || !decoder_->GetBits(static_cast<int>(bits - 32), &hi)) return 0;
     payload = uint64_t{hi} << 32 | lo;
   }
-  // Add the bases: 2^(k * i) for i from 1 to c - 1; k * i <= bits - k < 64.
-  for (int i = 1; i <= ones; ++i) payload += uint64_t{1} << (k * i);
+  // Add the bases: 2^(k * i) for i from 1 to c - 1; k * i <= bits - k < 64. For k = 1 (the
+  // offsets of the shape stream, with long runs) their sum is 2^c - 2, modulo 2^64 as the loop.
+  if (k == 1) {
+    payload += (uint64_t{2} << ones) - 2;
+  } else {
+    for (int i = 1; i <= ones; ++i) payload += uint64_t{1} << (k * i);
+  }
   return static_cast<uint32_t>(payload);
 }
 
