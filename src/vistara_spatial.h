@@ -11,6 +11,7 @@
 #include "common/internal/jpeg_comments.h"
 #include "common/internal/jpeg_comments_dates.h"
 #include "common/internal/stratum_tools.h"
+#include "diorama/animated_shape_coder.h"
 #include "diorama/binary_coder.h"
 #include "diorama/building_z_coder.h"
 #include "diorama/shape_coder.h"
@@ -65,6 +66,7 @@
 #include "util/geometry3d/mesh/building_z.h"
 #include "util/geometry3d/mesh/building_z_shape.h"
 #include "util/geometry3d/mesh/shape.h"
+#include "util/geometry3d/mesh/shape_animation.h"
 #include "util/geometry3d/mesh/shape_iterator.h"
 #include "util/geometry3d/vector.h"
 

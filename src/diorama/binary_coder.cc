@@ -40,6 +40,17 @@ void BinaryEncoder::WriteVarUInt(int value, int group_bits) {
   }
 }
 
+void BinaryEncoder::AppendBytes(std::string* out) const {
+  const Encoder& stored = encoder_->encoder();
+  if (stored.buffer() != nullptr) out->append(stored.buffer(), stored.length());
+  // The pending partial word, as Flush would store it; buffer_size() counts it.
+  uint32_t pending = encoder_->pending_value();
+  for (int left = encoder_->pending_bits(); left > 0; left -= 8) {
+    out->push_back(static_cast<char>(pending & 0xFF));
+    pending >>= 8;
+  }
+}
+
 void BinaryEncoder::WriteFloat(float f) {
   encoder_->EnsureBits(32);  // 8 bytes
   encoder_->PutBits(std::bit_cast<uint32_t>(f), 32);
@@ -80,6 +91,15 @@ int BinaryEncoder::SignedBitsRequired(int i) {
   return BitsRequired(i < 0 ? ~i : i) + 1;
 }
 
+int BinaryDecoder::GetVersionFromHeader(const std::string& buffer, int magic) {
+  if (buffer.size() < 5) return -1;
+  const auto byte = [&buffer](size_t i) {
+    return static_cast<int>(static_cast<signed char>(buffer[i]));
+  };
+  if (byte(1) * 256 + byte(0) != magic) return -1;
+  return byte(3) * 256 + byte(2);
+}
+
 int BinaryDecoder::BytesDecoded() const {
   if (!decoder_) return 0;
   const size_t b = 8 * decoder_->bytes_fetched() - static_cast<size_t>(decoder_->pending_bits());
@@ -111,8 +131,13 @@ uint32_t BinaryDecoder::ReadVarUInt(int group_bits) {
     if (!decoder_->GetBits(32, &lo) || !decoder_->GetBits(static_cast<int>(bits - 32), &hi)) return 0;
     payload = uint64_t{hi} << 32 | lo;
   }
-  // Add the bases: 2^(k * i) for i from 1 to c - 1; k * i <= bits - k < 64.
-  for (int i = 1; i <= ones; ++i) payload += uint64_t{1} << (k * i);
+  // Add the bases: 2^(k * i) for i from 1 to c - 1; k * i <= bits - k < 64. For k = 1 (the
+  // offsets of the shape stream, with long runs) their sum is 2^c - 2, modulo 2^64 as the loop.
+  if (k == 1) {
+    payload += (uint64_t{2} << ones) - 2;
+  } else {
+    for (int i = 1; i <= ones; ++i) payload += uint64_t{1} << (k * i);
+  }
   return static_cast<uint32_t>(payload);
 }
 

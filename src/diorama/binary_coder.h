@@ -48,6 +48,9 @@ class BinaryEncoder {
 
   // The stored bytes; pending bits appear only after Flush().
   const char* buffer() const { return encoder_->encoder().buffer(); }
+  // Appends the buffer_size() bytes of the stream to *out, a pending partial byte included as
+  // Flush would write it.
+  void AppendBytes(std::string* out) const;
   // Whole bytes the stream takes, a partial byte not yet stored included.
   int buffer_size() const { return static_cast<int>((num_bits() + 7) / 8); }
   size_t num_bits() const { return encoder_->num_bits(); }
@@ -124,6 +127,11 @@ class BinaryDecoder {
   // left gives a string of that length with a zero tail, within BoundedCount.
   std::string ReadString(int n);
   std::string ReadVarString(int group_bits);
+
+  // The version in a stream header of the 16-bit `magic` and a 16-bit version: -1 for fewer than
+  // 5 bytes (no stream is as short as its header) or another magic. The bytes are taken as
+  // signed chars, so version bytes of 128 and up give odd numbers (FF FF is -257).
+  static int GetVersionFromHeader(const std::string& buffer, int magic);
 
   // The count rule shared by every stream decoder. A count that claims more elements than the
   // rest of the input could hold even at one bit each, plus 2^20, is treated as a count read past

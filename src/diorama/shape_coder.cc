@@ -58,15 +58,8 @@ bool ShapeEncoder::EncodeToBuffer(const geometry3d::Shape& shape, std::string* b
 void ShapeEncoder::get_buffer(std::string* buffer) const {
   VS_CHECK(buffer);
   if (buffer == nullptr) return;  // nowhere to put the bytes
-  const BitEncoder* bits = bit_encoder();
-  const Encoder& stored = bits->encoder();
-  buffer->assign(stored.buffer() == nullptr ? "" : stored.buffer(), stored.length());
-  // The pending partial word, as Flush would store it; buffer_size() counts it.
-  uint32_t pending = bits->pending_value();
-  for (int left = bits->pending_bits(); left > 0; left -= 8) {
-    buffer->push_back(static_cast<char>(pending & 0xFF));
-    pending >>= 8;
-  }
+  buffer->clear();
+  AppendBytes(buffer);
 }
 
 void ShapeEncoder::set_codec_version(int codec_version) {
@@ -116,11 +109,7 @@ ShapeDecoder* ShapeDecoder::CreateDecoder(int codec_version) {
 }
 
 int ShapeDecoder::GetCodecVersionFromBuffer(const std::string& buffer) {
-  // 5, not 4: a shape stream is never as short as its header.
-  if (buffer.size() < 5) return -1;
-  const auto byte = [&buffer](size_t i) { return static_cast<int>(static_cast<signed char>(buffer[i])); };
-  if (byte(1) * 256 + byte(0) != ShapeEncoder::kMagicSignature) return -1;
-  return byte(3) * 256 + byte(2);
+  return GetVersionFromHeader(buffer, ShapeEncoder::kMagicSignature);
 }
 
 bool ShapeDecoder::DecodeFromBuffer(const std::string& buffer, geometry3d::Shape* shape) {

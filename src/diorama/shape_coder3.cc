@@ -280,7 +280,6 @@ bool ShapeDecoder3::DecodeOffsetIndices(std::vector<int>* index_map, int* next_i
   if (index_map == nullptr || next_index == nullptr || indices == nullptr) return false;
   const uint32_t n = BoundedCount(ReadVarUInt(4));
   indices->resize(n);
-  index_map->reserve(index_map->size() + n);
   for (uint32_t k = 0; k < n; ++k) {
     const uint64_t offset = ReadVarUInt(1);
     const uint64_t h = index_map->size();
