@@ -240,6 +240,26 @@ int Info(Invocation& inv, const std::vector<std::string>& files) {
     sets.append(j);
   }
   root["index_sets"] = sets;
+  Json::Value materials(Json::arrayValue);
+  auto color = [](const geometry3d::Vector3<float>& c) {
+    Json::Value rgb(Json::arrayValue);
+    for (float v : {c.x, c.y, c.z}) rgb.append(JsonNumber(v));
+    return rgb;
+  };
+  for (const geometry3d::Material* m : shape.materials()) {
+    Json::Value j(Json::objectValue);
+    j["ambient"] = color(m->ambient_color());
+    j["diffuse"] = color(m->diffuse_color());
+    j["specular"] = color(m->specular_color());
+    j["emissive"] = color(m->emissive_color());
+    j["transparent"] = color(m->transparent_color());
+    j["shininess"] = JsonNumber(m->shininess());
+    j["transparency"] = JsonNumber(m->transparency());
+    j["texture"] = m->texture_uri();
+    j["double_sided"] = m->double_sided();
+    materials.append(j);
+  }
+  root["material_list"] = materials;
   if (inv.json()) {
     inv.PrintJson(root);
     return 0;
@@ -250,8 +270,17 @@ int Info(Invocation& inv, const std::vector<std::string>& files) {
       << shape.tex_coords().size() << ", materials " << shape.materials().size() << "\n"
       << "point bits " << d.point_bits();
   if (d.codec_version() < 3) out << " (unit " << d.point_unit() << ")";
-  out << ", normal bits " << d.normal_bits() << ", tex coord bits " << d.tex_coord_bits() << "\n"
-      << "index sets " << shape.index_sets().size() << "\n";
+  out << ", normal bits " << d.normal_bits() << ", tex coord bits " << d.tex_coord_bits() << "\n";
+  for (size_t i = 0; i < shape.materials().size(); ++i) {
+    const geometry3d::Material& m = *shape.materials()[i];
+    const auto& c = m.diffuse_color();
+    out << "material " << i << ": diffuse " << c.x << " " << c.y << " " << c.z << ", shininess " << m.shininess()
+        << ", transparency " << m.transparency();
+    if (!m.texture_uri().empty()) out << ", texture '" << m.texture_uri() << "'";
+    if (m.double_sided()) out << ", double sided";
+    out << "\n";
+  }
+  out << "index sets " << shape.index_sets().size() << "\n";
   for (size_t i = 0; i < shape.index_sets().size(); ++i) {
     const IndexSet& s = *shape.index_sets()[i];
     out << "  " << i << ": " << FormatName(s.format()) << ", material " << s.material_index() << ", "
@@ -291,7 +320,7 @@ const Command kCommand{
     "1) for points and of 1 for the others; version 3 keeps N fractional bits (-32 to 31, default 8).\n\n"
     "decode: reads a stream of any version, checks the shape and writes it as OBJ, with its\n"
     "materials in an MTL file beside it (OUT.mtl).\n\n"
-    "info: the stream's version and settings, pool sizes and index sets.\n\n"
+    "info: the stream's version and settings, pool sizes, materials and index sets.\n\n"
     "A file of \"-\" is standard input or output; OBJ on standard output goes without materials,\n"
     "and encode's summary then goes to standard error.\n",
     {"version", "point-bits", "normal-bits", "tex-coord-bits", "point-unit"},

@@ -196,6 +196,10 @@ TEST(ObjFileTest, CubeRoundTripsThroughEveryStreamVersion) {
 
     ASSERT_EQ(RunShell(cli + " shape info " + stream, &out), 0);
     EXPECT_NE(out.find("points 8, normals 6, tex coords 4, materials 2\n"), std::string::npos) << out;
+    EXPECT_NE(out.find("material 0: diffuse 0.74902 0.25098 0.12549, shininess 32.1255, transparency 0, "
+                       "texture 'brick.png'\n"),
+              std::string::npos)
+        << out;
     EXPECT_NE(out.find("  0: polygons, material 0, 20 point, 20 normal, 20 tex coord indices\n"
                        "  1: triangles, material 1, 12 point, 12 normal, 0 tex coord indices\n"),
               std::string::npos)
