@@ -117,6 +117,11 @@ class BinaryDecoder {
   void Init(const char* data, int size) {
     decoder_ = std::make_unique<BitDecoder>(data, size > 0 ? static_cast<size_t>(size) : 0);
   }
+  // Reads the bytes of `buffer`, which must outlive the reads: beyond 2 GiB as far as an int
+  // reaches.
+  void Init(const std::string& buffer) {
+    Init(buffer.data(), buffer.size() > INT32_MAX ? INT32_MAX : static_cast<int>(buffer.size()));
+  }
 
   // Bits consumed, rounded up to whole bytes.
   int BytesDecoded() const;
