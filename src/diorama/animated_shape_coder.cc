@@ -235,9 +235,7 @@ bool AnimatedShapeDecoder::DecodeFromBuffer(const std::string& buffer, Shape* sh
 
 void AnimatedShapeDecoder::set_buffer(const std::string& buffer) {
   buffer_ = &buffer;
-  // Streams beyond 2 GiB are read as far as an int reaches.
-  const size_t size = buffer.size() > INT32_MAX ? size_t{INT32_MAX} : buffer.size();
-  Init(buffer.data(), static_cast<int>(size));
+  Init(buffer);
 }
 
 void AnimatedShapeDecoder::set_codec_version(int codec_version) {

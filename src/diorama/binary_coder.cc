@@ -6,7 +6,7 @@
 
 namespace loupe {
 
-void BinaryEncoder::WriteVarUInt(int value, int group_bits) {
+void BinaryEncoder::WriteVarUIntSlow(int value, int group_bits) {
   const int k = group_bits;
   // A group of 0 bits never covers a value, and one of more than 32 can't be shifted by.
   if (k < 1 || k > 32) return;
@@ -15,12 +15,18 @@ void BinaryEncoder::WriteVarUInt(int value, int group_bits) {
   const uint64_t range = uint64_t{1} << k;
   // The group count c and the first value with c groups, base.
   uint64_t base = 0;
-  uint64_t t = v;
   int c = 1;
-  while (t >= range) {
-    ++c;
-    base += uint64_t{1} << (k * (c - 1));  // k * (c - 1) <= 31: t < 2^32
-    t = (t - range) >> k;
+  if (k == 1) {
+    // base(c) = 2^c - 2, so c is one less than the bit width of v + 2 (at most 32).
+    c = std::bit_width(v + 2) - 1;
+    base = (uint64_t{1} << c) - 2;
+  } else {
+    uint64_t t = v;
+    while (t >= range) {
+      ++c;
+      base += uint64_t{1} << (k * (c - 1));  // k * (c - 1) <= 31: t < 2^32
+      t = (t - range) >> k;
+    }
   }
   const uint64_t payload = v - base;
   const int bits = c * k;
@@ -113,7 +119,7 @@ int BinaryDecoder::ReadInt(int n) {
   return static_cast<int>((v & m) != 0 ? v | m : v);
 }
 
-uint32_t BinaryDecoder::ReadVarUInt(int group_bits) {
+uint32_t BinaryDecoder::ReadVarUIntSlow(int group_bits) {
   const int k = group_bits;
   if (!decoder_ || k < 1 || k > 32) return 0;  // no encoder writes such groups
   int ones = 0;

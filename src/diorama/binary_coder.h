@@ -21,6 +21,7 @@
 #ifndef VISTARA_DIORAMA_BINARY_CODER_H_
 #define VISTARA_DIORAMA_BINARY_CODER_H_
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -60,7 +61,20 @@ class BinaryEncoder {
   void WriteUInt(int value, int n) { WriteBits(value, n); }
   void WriteInt(int value, int n) { WriteBits(value, n); }
   // `value` is taken as unsigned; group_bits 1 and 4 are the ones the formats use.
-  void WriteVarUInt(int value, int group_bits);
+  void WriteVarUInt(int value, int group_bits) {
+    if (group_bits == 1) {
+      // The offsets of the shape stream: base(c) = 2^c - 2, and a code of up to 32 bits
+      // (c <= 16) is one field, prefix and payload together.
+      const uint64_t v = static_cast<uint32_t>(value);
+      const int c = std::bit_width(v + 2) - 1;
+      if (c <= 16) {
+        const uint64_t payload = v - ((uint64_t{1} << c) - 2);
+        encoder_->PutBits(static_cast<uint32_t>(BitEncoder::mask_[c - 1] | payload << c), 2 * c);
+        return;
+      }
+    }
+    WriteVarUIntSlow(value, group_bits);
+  }
   void WriteVarInt(int value, int group_bits) {
     const uint32_t u = static_cast<uint32_t>(value);
     // (~v) * 2 + 1 for negatives, v * 2 otherwise, in unsigned arithmetic (no overflow).
@@ -88,6 +102,7 @@ class BinaryEncoder {
   const BitEncoder* bit_encoder() const { return encoder_.get(); }
 
  private:
+  void WriteVarUIntSlow(int value, int group_bits);
   std::unique_ptr<BitEncoder> encoder_;
 };
 
@@ -102,6 +117,11 @@ class BinaryDecoder {
   void Init(const char* data, int size) {
     decoder_ = std::make_unique<BitDecoder>(data, size > 0 ? static_cast<size_t>(size) : 0);
   }
+  // Reads the bytes of `buffer`, which must outlive the reads: beyond 2 GiB as far as an int
+  // reaches.
+  void Init(const std::string& buffer) {
+    Init(buffer.data(), buffer.size() > INT32_MAX ? INT32_MAX : static_cast<int>(buffer.size()));
+  }
 
   // Bits consumed, rounded up to whole bytes.
   int BytesDecoded() const;
@@ -115,7 +135,25 @@ class BinaryDecoder {
   uint32_t ReadUInt(int n) { return ReadBits(n); }
   // `n` bits sign-extended from bit n - 1.
   int ReadInt(int n);
-  uint32_t ReadVarUInt(int group_bits);
+  uint32_t ReadVarUInt(int group_bits) {
+    // The usual case, a code wholly in the bits already fetched (c - 1 ones, a zero, c groups):
+    // read it in place. Everything else, the end of the data included, takes the general path.
+    const int k = group_bits;
+    if (decoder_ && k >= 1 && k <= 32) {
+      const uint32_t acc = decoder_->pending_value();
+      const int c = std::countr_one(acc) + 1;  // 1..33
+      const int length = c * (k + 1);
+      if (length <= decoder_->pending_bits()) {  // so c * k <= 31 and c <= 16
+        const uint32_t payload = (acc >> c) & ((uint32_t{1} << (c * k)) - 1);
+        decoder_->Skip(length);
+        // The bases 2^k + 2^2k + ... + 2^((c - 1) k): (2^ck - 2^k) / (2^k - 1).
+        const uint64_t bases =
+            ((uint64_t{1} << (c * k)) - (uint64_t{1} << k)) / ((uint64_t{1} << k) - 1);
+        return static_cast<uint32_t>(payload + bases);
+      }
+    }
+    return ReadVarUIntSlow(group_bits);
+  }
   int ReadVarInt(int group_bits) {
     // Arithmetic shifts of the signed value, as written: ~(u >> 1) for odd u, u >> 1 otherwise.
     const int32_t u = static_cast<int32_t>(ReadVarUInt(group_bits));
@@ -143,6 +181,7 @@ class BinaryDecoder {
 
  private:
   std::string ReadStringOfLength(uint32_t length);
+  uint32_t ReadVarUIntSlow(int group_bits);
 
   std::unique_ptr<BitDecoder> decoder_;
 };

@@ -124,9 +124,7 @@ bool ShapeDecoder::DecodeFromBuffer(const std::string& buffer, geometry3d::Shape
 }
 
 void ShapeDecoder::set_buffer(const std::string& buffer) {
-  // Streams beyond 2 GiB are read as far as an int reaches.
-  const size_t size = buffer.size() > INT32_MAX ? size_t{INT32_MAX} : buffer.size();
-  Init(buffer.data(), static_cast<int>(size));
+  Init(buffer);
 }
 
 void ShapeDecoder::set_codec_version(int codec_version) {

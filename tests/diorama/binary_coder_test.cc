@@ -170,7 +170,8 @@ TEST(BinaryCoderTest, RandomFieldSequencesRoundTrip) {
           break;
         case kVarUInt:
         case kVarInt:
-          f.n = rng.Int(0, 1) ? 1 : 4;
+          // Mostly the groups the formats use, sometimes any other.
+          f.n = rng.Int(0, 3) == 0 ? rng.Int(1, 32) : rng.Int(0, 1) ? 1 : 4;
           if (f.kind == kVarInt) f.u = static_cast<uint32_t>(rng.Int(-(1 << 30), (1 << 30) - 1));
           if (f.kind == kVarUInt) e.WriteVarUInt(static_cast<int>(f.u), f.n);
           else e.WriteVarInt(static_cast<int>(f.u), f.n);

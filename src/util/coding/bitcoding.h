@@ -152,6 +152,13 @@ class BitDecoder {
   // Bytes taken from the input so far, and bits fetched but not consumed.
   size_t bytes_fetched() const { return decoder_.pos(); }
   int pending_bits() const { return num_bits_; }
+  // The bits fetched but not consumed, next bit lowest, for readers of codes that often lie
+  // wholly in them; Skip(n) consumes n of them, 0 <= n <= pending_bits().
+  uint32_t pending_value() const { return acc_; }
+  void Skip(int n) {
+    acc_ = static_cast<uint32_t>(uint64_t{acc_} >> n);  // 64-bit shift: n may be 32
+    num_bits_ -= n;
+  }
   size_t bytes_left() const { return decoder_.avail(); }
 
   // Entry v: 1 + the number of trailing one bits of the byte v (the length of a unary code that
