@@ -36,3 +36,22 @@ step strata path 0123
 step text escape $'tab\there, "quoted", bell\a'
 step text split --delimiters '*' '*a**'
 piped '12abc\nno digits\n-7\n' text number
+
+# Meshes: an OBJ cube (brick quads, slate triangles) as shape streams, inspected and back to OBJ;
+# then an L-shaped house with a tower, extruded into OBJ and coded as a building stream.
+mesh=$(mktemp -d)
+step shape encode tests/data/shape/cube.obj "$mesh/cube.v1" --version 1
+step shape encode tests/data/shape/cube.obj "$mesh/cube.shape"
+step shape info "$mesh/cube.shape"
+step shape decode "$mesh/cube.shape" "$mesh/cube.obj"
+sed -n '1,3p;/usemtl/,+1p' "$mesh/cube.obj"
+cat > "$mesh/house.json" <<'JSON'
+{"polygons": [
+  {"points": [[0, 0], [10, 0], [10, 4], [4, 4], [4, 8], [0, 8]], "triangles": [0, 1, 2, 0, 2, 3, 0, 3, 5, 3, 4, 5], "z": 6},
+  {"points": [[1, 5], [3, 5], [3, 7], [1, 7]], "triangles": [0, 1, 2, 0, 2, 3], "z": 9.5}]}
+JSON
+step building extrude "$mesh/house.json" "$mesh/house.obj" --base-z 0
+head -1 "$mesh/house.obj"
+step building encode "$mesh/house.json" "$mesh/house.building"
+step building decode "$mesh/house.building" -
+rm -rf "$mesh"
