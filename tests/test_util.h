@@ -1,8 +1,14 @@
-// Helpers shared by the tests: capturing reports, reading test data, damaging byte strings.
+// Helpers shared by the tests: capturing reports, reading test data, damaging byte strings,
+// files and commands in a scratch folder.
 #ifndef VISTARA_TESTS_TEST_UTIL_H_
 #define VISTARA_TESTS_TEST_UTIL_H_
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <cstdint>
+#include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <mutex>
 #include <random>
@@ -100,6 +106,46 @@ class SeededRandom {
  private:
   uint32_t seed_;
   std::mt19937 engine_;
+};
+
+inline std::string ReadFile(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+inline void WriteFile(const std::filesystem::path& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary) << bytes;
+}
+
+// Runs a shell command line; its standard output goes to *out, and the result is its exit
+// status (-1 when it didn't exit normally).
+inline int RunShell(const std::string& command, std::string* out) {
+  out->clear();
+  FILE* pipe = popen(command.c_str(), "r");
+  if (!pipe) return -1;
+  char buffer[4096];
+  for (size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) out->append(buffer, n);
+  const int status = pclose(pipe);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// A scratch folder, named after `prefix` and the process, removed with its contents at the end.
+class TempDir {
+ public:
+  explicit TempDir(const std::string& prefix)
+      : path_(std::filesystem::temp_directory_path() / (prefix + std::to_string(getpid()))) {
+    std::filesystem::create_directories(path_);
+  }
+  ~TempDir() { std::filesystem::remove_all(path_); }
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+  std::string operator/(const std::string& name) const { return (path_ / name).string(); }
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
 };
 
 }  // namespace vistara::testing

@@ -4,12 +4,10 @@
 
 #include <gtest/gtest.h>
 #include <jpeglib.h>
-#include <sys/wait.h>
 
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 
 #include "test_util.h"
 
@@ -144,29 +142,6 @@ std::string DecodePixels(const std::string& bytes, std::string* comment) {
   jpeg_finish_decompress(&d);
   jpeg_destroy_decompress(&d);
   return pixels;
-}
-
-std::string ReadFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
-
-void WriteFile(const std::filesystem::path& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
-}
-
-// Runs a shell command line; its standard output and exit status.
-int RunShell(const std::string& command, std::string* out) {
-  out->clear();
-  FILE* pipe = popen(command.c_str(), "r");
-  if (!pipe) return -1;
-  char buffer[4096];
-  size_t n;
-  while ((n = fread(buffer, 1, sizeof(buffer), pipe)) > 0) out->append(buffer, n);
-  const int status = pclose(pipe);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 // The bytes from the scan header on: the compressed image, which writing a comment leaves alone.

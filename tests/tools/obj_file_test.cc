@@ -4,15 +4,12 @@
 #include "obj_file.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <tiny_obj_loader.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 
 #include "test_util.h"
@@ -87,39 +84,8 @@ tinyobj::ObjReader ParseText(const std::string& obj, const std::string& mtl) {
   return reader;
 }
 
-std::string ReadFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
-
-void WriteFile(const std::filesystem::path& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
-}
-
-// Runs a shell command; its standard output and error, merged, go to *out.
-int RunShell(const std::string& command, std::string* out) {
-  out->clear();
-  FILE* pipe = popen((command + " 2>&1").c_str(), "r");
-  if (!pipe) return -1;
-  char buffer[4096];
-  for (size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) out->append(buffer, n);
-  const int status = pclose(pipe);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-class TempDir {
- public:
-  TempDir() : path_(std::filesystem::temp_directory_path() / ("vistara-obj-test-" + std::to_string(getpid()))) {
-    std::filesystem::create_directories(path_);
-  }
-  ~TempDir() { std::filesystem::remove_all(path_); }
-  std::string operator/(const std::string& name) const { return (path_ / name).string(); }
-
- private:
-  std::filesystem::path path_;
-};
+// Runs a command line with its standard error merged into *out.
+int RunMerged(const std::string& command, std::string* out) { return RunShell(command + " 2>&1", out); }
 
 TEST(ObjFileTest, ReadAndWriteAgreeWithTinyobjloader) {
   Shape shape;
@@ -172,7 +138,7 @@ TEST(ObjFileTest, ReadAndWriteAgreeWithTinyobjloader) {
 }
 
 TEST(ObjFileTest, CubeRoundTripsThroughEveryStreamVersion) {
-  const TempDir dir;
+  const TempDir dir("vistara-obj-test-");
   const std::string cli = VISTARA_CLI_PATH;
   const std::vector<std::string> original = Primitives(ParseFile(kCube));
   std::string out;
@@ -180,9 +146,9 @@ TEST(ObjFileTest, CubeRoundTripsThroughEveryStreamVersion) {
     SCOPED_TRACE("version " + std::to_string(version));
     const std::string stream = dir / ("cube.v" + std::to_string(version));
     const std::string obj = dir / ("cube" + std::to_string(version) + ".obj");
-    ASSERT_EQ(RunShell(cli + " shape encode " + kCube + " " + stream + " --version " + std::to_string(version), &out), 0)
+    ASSERT_EQ(RunMerged(cli + " shape encode " + kCube + " " + stream + " --version " + std::to_string(version), &out), 0)
         << out;
-    ASSERT_EQ(RunShell(cli + " shape decode " + stream + " " + obj, &out), 0) << out;
+    ASSERT_EQ(RunMerged(cli + " shape decode " + stream + " " + obj, &out), 0) << out;
     EXPECT_EQ(out, "");
     // The cube's coordinates and colours sit on the quantisation grid of every version.
     const tinyobj::ObjReader decoded = ParseFile(obj);
@@ -194,7 +160,7 @@ TEST(ObjFileTest, CubeRoundTripsThroughEveryStreamVersion) {
     EXPECT_NEAR(slate.dissolve, version == 1 ? 1.0 : 0.5, 1.0 / 255);
     EXPECT_NEAR(decoded.GetMaterials()[0].shininess, 32, 64.0 / 255);
 
-    ASSERT_EQ(RunShell(cli + " shape info " + stream, &out), 0);
+    ASSERT_EQ(RunMerged(cli + " shape info " + stream, &out), 0);
     EXPECT_NE(out.find("points 8, normals 6, tex coords 4, materials 2\n"), std::string::npos) << out;
     EXPECT_NE(out.find("material 0: diffuse 0.74902 0.25098 0.12549, shininess 32.1255, transparency 0, "
                        "texture 'brick.png'\n"),
@@ -210,19 +176,19 @@ TEST(ObjFileTest, CubeRoundTripsThroughEveryStreamVersion) {
   // written.
   WriteFile(dir / "bare.mtl", "newmtl wood\nmap_Kd wood.png\n");
   WriteFile(dir / "bare.obj", "mtllib bare.mtl\nv 0 0 0\nusemtl wood\nf 1 1 1\n");
-  EXPECT_EQ(RunShell(cli + " shape encode " + (dir / "bare.obj") + " " + (dir / "bare.shape"), &out), 1);
+  EXPECT_EQ(RunMerged(cli + " shape encode " + (dir / "bare.obj") + " " + (dir / "bare.shape"), &out), 1);
   EXPECT_EQ(out, "vistara-spatial: " + (dir / "bare.obj") +
                      ": Index set has a textured material but no texture coordinates.\n");
   EXPECT_FALSE(std::filesystem::exists(dir / "bare.shape"));
   WriteFile(dir / "bare.mtl", "Kd 1 1 1\n");
-  EXPECT_EQ(RunShell(cli + " shape encode " + (dir / "bare.obj") + " -", &out), 1);
+  EXPECT_EQ(RunMerged(cli + " shape encode " + (dir / "bare.obj") + " -", &out), 1);
   EXPECT_EQ(out, "vistara-spatial: " + (dir / "bare.obj") + ": line 1: bare.mtl: line 1: 'Kd' before newmtl\n");
 }
 
 // The described example streams: three points and one triangle in versions 1 and 3, the unit
 // square building. Then every prefix of a stream: one clean result or one line of error.
 TEST(ObjFileTest, ExampleStreamsAndTheirPrefixes) {
-  const TempDir dir;
+  const TempDir dir("vistara-obj-test-");
   const std::string cli = VISTARA_CLI_PATH;
   const std::string v1 = FromHex(
       "53 45 01 00 03 00 00 00 08 00 00 00 00 00 00 FE 07 00 00 00 00 00 00 00 00 00 00 00 00 A1 00 00 E0 1F 00 "
@@ -237,29 +203,29 @@ TEST(ObjFileTest, ExampleStreamsAndTheirPrefixes) {
       "# vistara-spatial: 3 points, 0 normals, 0 texture coordinates, 0 materials, 1 index sets\n"
       "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n";
   std::string out;
-  ASSERT_EQ(RunShell(cli + " shape info " + (dir / "v1.shape"), &out), 0) << out;
+  ASSERT_EQ(RunMerged(cli + " shape info " + (dir / "v1.shape"), &out), 0) << out;
   EXPECT_EQ(out,
             "version 1, 74 bytes\n"
             "points 3, normals 0, tex coords 0, materials 0\n"
             "point bits 8 (unit 1), normal bits 8, tex coord bits 8\n"
             "index sets 1\n"
             "  0: triangles, material -1, 3 point, 0 normal, 0 tex coord indices\n");
-  ASSERT_EQ(RunShell(cli + " shape decode " + (dir / "v1.shape") + " -", &out), 0);
+  ASSERT_EQ(RunMerged(cli + " shape decode " + (dir / "v1.shape") + " -", &out), 0);
   EXPECT_EQ(out, triangle_obj);
-  ASSERT_EQ(RunShell(cli + " shape decode - - < " + (dir / "v3.shape"), &out), 0);
+  ASSERT_EQ(RunMerged(cli + " shape decode - - < " + (dir / "v3.shape"), &out), 0);
   EXPECT_EQ(out, triangle_obj);
   // Encoding what was decoded gives the same bytes again.
-  ASSERT_EQ(RunShell(cli + " shape decode " + (dir / "v3.shape") + " - | " + cli + " shape encode - " +
+  ASSERT_EQ(RunMerged(cli + " shape decode " + (dir / "v3.shape") + " - | " + cli + " shape encode - " +
                          (dir / "again.shape"), &out), 0) << out;
   EXPECT_EQ(ToHex(ReadFile(dir / "again.shape")), ToHex(v3));
 
   const std::string square_json =
       "{\"polygons\":[{\"contours\":[4],\"points\":[[0.0,0.0],[1.0,0.0],[1.0,1.0],[0.0,1.0]],"
       "\"triangles\":[0,1,2,0,2,3],\"z\":2.0}]}\n";
-  ASSERT_EQ(RunShell(cli + " building decode " + (dir / "square.building") + " -", &out), 0) << out;
+  ASSERT_EQ(RunMerged(cli + " building decode " + (dir / "square.building") + " -", &out), 0) << out;
   EXPECT_EQ(out, square_json);
   WriteFile(dir / "square.json", square_json);
-  ASSERT_EQ(RunShell(cli + " building encode " + (dir / "square.json") + " " + (dir / "again.building"), &out), 0);
+  ASSERT_EQ(RunMerged(cli + " building encode " + (dir / "square.json") + " " + (dir / "again.building"), &out), 0);
   EXPECT_EQ(ToHex(ReadFile(dir / "again.building")), ToHex(square));
 
   const std::string prefix = dir / "prefix", written = " " + (dir / "prefix.out");
@@ -268,7 +234,7 @@ TEST(ObjFileTest, ExampleStreamsAndTheirPrefixes) {
     for (size_t size = 0; size < stream.size(); ++size) {
       SCOPED_TRACE(command + " of the first " + std::to_string(size) + " bytes");
       WriteFile(prefix, stream.substr(0, size));
-      const int status = RunShell(cli + " " + command + " " + prefix + (command == "shape info" ? "" : written), &out);
+      const int status = RunMerged(cli + " " + command + " " + prefix + (command == "shape info" ? "" : written), &out);
       if (status == 0) continue;
       EXPECT_EQ(status, 1) << out;
       EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 1) << out;
