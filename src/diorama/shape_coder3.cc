@@ -280,22 +280,32 @@ bool ShapeDecoder3::DecodeOffsetIndices(std::vector<int>* index_map, int* next_i
   if (index_map == nullptr || next_index == nullptr || indices == nullptr) return false;
   const uint32_t n = BoundedCount(ReadVarUInt(4));
   indices->resize(n);
+  // The history gets its n slots at once and both arrays are written through plain pointers:
+  // this loop runs once per index of the shape.
+  const size_t base = index_map->size();
+  index_map->resize(base + n);
+  int* history = index_map->data();
+  int* out = indices->data();
+  int next = *next_index;
   for (uint32_t k = 0; k < n; ++k) {
     const uint64_t offset = ReadVarUInt(1);
-    const uint64_t h = index_map->size();
+    const uint64_t h = base + k;  // history so far
     int value;
     if (offset == 0) {
-      value = (*next_index)++;
+      value = next++;
     } else if (offset <= h) {
-      value = (*index_map)[h - offset];
+      value = history[h - offset];
     } else if (offset == h + 1) {
       value = -1;
     } else {
+      index_map->resize(h);
+      *next_index = next;
       return false;
     }
-    index_map->push_back(value);
-    (*indices)[k] = value;
+    history[h] = value;
+    out[k] = value;
   }
+  *next_index = next;
   return true;
 }
 
