@@ -136,16 +136,17 @@ class BinaryDecoder {
   // `n` bits sign-extended from bit n - 1.
   int ReadInt(int n);
   uint32_t ReadVarUInt(int group_bits) {
-    // The usual case, a code wholly in the bits already fetched (c - 1 ones, a zero, c groups):
-    // read it in place. Everything else, the end of the data included, takes the general path.
+    // The usual case, a code wholly in the next 64 bits (c - 1 ones, a zero, c groups): read it
+    // in place. Everything else, the end of the data included, takes the field-by-field path.
     const int k = group_bits;
     if (decoder_ && k >= 1 && k <= 32) {
-      const uint32_t acc = decoder_->pending_value();
-      const int c = std::countr_one(acc) + 1;  // 1..33
+      int valid = 0;
+      const uint64_t window = decoder_->Window(&valid);
+      const int c = std::countr_one(window) + 1;  // 1..65
       const int length = c * (k + 1);
-      if (length <= decoder_->pending_bits()) {  // so c * k <= 31 and c <= 16
-        const uint32_t payload = (acc >> c) & ((uint32_t{1} << (c * k)) - 1);
-        decoder_->Skip(length);
+      if (length <= valid && c * k <= 32) {  // valid <= 64, so c <= 32
+        const uint64_t payload = (window >> c) & ((uint64_t{1} << (c * k)) - 1);
+        decoder_->SkipWindow(length);
         // The bases 2^k + 2^2k + ... + 2^((c - 1) k): (2^ck - 2^k) / (2^k - 1).
         const uint64_t bases =
             ((uint64_t{1} << (c * k)) - (uint64_t{1} << k)) / ((uint64_t{1} << k) - 1);

@@ -159,6 +159,28 @@ class BitDecoder {
     acc_ = static_cast<uint32_t>(uint64_t{acc_} >> n);  // 64-bit shift: n may be 32
     num_bits_ -= n;
   }
+  // The next bits without consuming them, next bit lowest: the pending ones and, when the input
+  // still holds a whole word, that word above them; *valid tells how many (at most 64).
+  // SkipWindow(n) consumes n of them, and leaves the state a field-by-field read would: the
+  // word, once reached, is in the accumulator.
+  uint64_t Window(int* valid) const {
+    if (decoder_.avail() < 4) {
+      *valid = num_bits_;
+      return acc_;
+    }
+    const auto* b = reinterpret_cast<const unsigned char*>(decoder_.ptr());
+    const uint32_t word =
+        uint32_t{b[0]} | uint32_t{b[1]} << 8 | uint32_t{b[2]} << 16 | uint32_t{b[3]} << 24;
+    *valid = num_bits_ + 32;
+    return acc_ | uint64_t{word} << num_bits_;  // num_bits_ <= 32
+  }
+  void SkipWindow(int n) {
+    if (n > num_bits_) {
+      n -= num_bits_;
+      Refill();
+    }
+    Skip(n);
+  }
   size_t bytes_left() const { return decoder_.avail(); }
 
   // Entry v: 1 + the number of trailing one bits of the byte v (the length of a unary code that
