@@ -152,13 +152,6 @@ class BitDecoder {
   // Bytes taken from the input so far, and bits fetched but not consumed.
   size_t bytes_fetched() const { return decoder_.pos(); }
   int pending_bits() const { return num_bits_; }
-  // The bits fetched but not consumed, next bit lowest, for readers of codes that often lie
-  // wholly in them; Skip(n) consumes n of them, 0 <= n <= pending_bits().
-  uint32_t pending_value() const { return acc_; }
-  void Skip(int n) {
-    acc_ = static_cast<uint32_t>(uint64_t{acc_} >> n);  // 64-bit shift: n may be 32
-    num_bits_ -= n;
-  }
   // The next bits without consuming them, next bit lowest: the pending ones and, when the input
   // still holds a whole word, that word above them; *valid tells how many (at most 64).
   // SkipWindow(n) consumes n of them, and leaves the state a field-by-field read would: the
@@ -179,7 +172,8 @@ class BitDecoder {
       n -= num_bits_;
       Refill();
     }
-    Skip(n);
+    acc_ = static_cast<uint32_t>(uint64_t{acc_} >> n);  // 64-bit shift: n may be 32
+    num_bits_ -= n;
   }
   size_t bytes_left() const { return decoder_.avail(); }
 
