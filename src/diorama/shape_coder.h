@@ -34,6 +34,9 @@ constexpr uint64_t MaxQuantised(int bits) {
   return (uint64_t{1} << (bits < 0 ? 0 : bits > 32 ? 32 : bits)) - 1;
 }
 
+// The widest per-axis field a stream may declare; wider ones are refused.
+constexpr int kMaxAxisWidth = 30;
+
 // Bytes and counts of each part of an encoded stream.
 struct ShapeEncoderStats {
   int total_bytes = 0;  // stream bytes so far: the mark RegisterStat measures from

@@ -16,7 +16,6 @@ using geometry3d::Vector3;
 
 namespace {
 
-constexpr int kMaxAxisWidth = 30;
 constexpr int kMaxIndexWidth = 31;
 constexpr int kMaxIndexMinimum = 0x3FFFFFFF;
 

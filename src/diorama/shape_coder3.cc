@@ -17,7 +17,6 @@ using geometry3d::Vector3;
 namespace {
 
 constexpr int kMaxValueCount = 0xFFFFFF;
-constexpr int kMaxAxisWidth = 30;
 
 template <class Value>
 auto Quantise(const Value& v, double factor) {
