@@ -136,24 +136,32 @@ class BinaryDecoder {
   // `n` bits sign-extended from bit n - 1.
   int ReadInt(int n);
   uint32_t ReadVarUInt(int group_bits) {
-    // The usual case, a code wholly in the next 64 bits (c - 1 ones, a zero, c groups): read it
-    // in place. Everything else, the end of the data included, takes the field-by-field path.
-    const int k = group_bits;
-    if (decoder_ && k >= 1 && k <= 32) {
-      int valid = 0;
-      const uint64_t window = decoder_->Window(&valid);
-      const int c = std::countr_one(window) + 1;  // 1..65
-      const int length = c * (k + 1);
-      if (length <= valid && c * k <= 32) {  // valid <= 64, so c <= 32
-        const uint64_t payload = (window >> c) & ((uint64_t{1} << (c * k)) - 1);
-        decoder_->SkipWindow(length);
-        // The bases 2^k + 2^2k + ... + 2^((c - 1) k): (2^ck - 2^k) / (2^k - 1).
-        const uint64_t bases =
-            ((uint64_t{1} << (c * k)) - (uint64_t{1} << k)) / ((uint64_t{1} << k) - 1);
-        return static_cast<uint32_t>(payload + bases);
-      }
-    }
+    uint32_t v;
+    if (decoder_ && ReadVarUIntFast(decoder_.get(), group_bits, &v)) return v;
     return ReadVarUIntSlow(group_bits);
+  }
+  // Up to `n` codes as ReadVarUInt reads them, each handed to `sink` (a bool(uint32_t)) until it
+  // returns false. The bit state lives in a local copy for the run: in a loop of ReadVarUInt
+  // calls it goes back to memory after every store the caller makes through an int pointer.
+  template <class Sink>
+  void ReadVarUInts(int group_bits, uint32_t n, Sink&& sink) {
+    if (!decoder_) {  // as ReadVarUInt: zeros
+      for (uint32_t i = 0; i < n; ++i) {
+        if (!sink(uint32_t{0})) return;
+      }
+      return;
+    }
+    BitDecoder bits = *decoder_;
+    for (uint32_t i = 0; i < n; ++i) {
+      uint32_t v;
+      if (!ReadVarUIntFast(&bits, group_bits, &v)) {
+        *decoder_ = bits;
+        v = ReadVarUIntSlow(group_bits);
+        bits = *decoder_;
+      }
+      if (!sink(v)) break;
+    }
+    *decoder_ = bits;
   }
   int ReadVarInt(int group_bits) {
     // Arithmetic shifts of the signed value, as written: ~(u >> 1) for odd u, u >> 1 otherwise.
@@ -182,6 +190,24 @@ class BinaryDecoder {
 
  private:
   std::string ReadStringOfLength(uint32_t length);
+  // The usual case of a variable code, one wholly in the next 64 bits (c - 1 ones, a zero, c
+  // groups), read in place. False, with nothing consumed, for everything else (the end of the
+  // data included), which takes ReadVarUIntSlow's field-by-field path.
+  static bool ReadVarUIntFast(BitDecoder* bits, int k, uint32_t* v) {
+    if (k < 1 || k > 32) return false;
+    int valid = 0;
+    const uint64_t window = bits->Window(&valid);
+    const int c = std::countr_one(window) + 1;  // 1..65
+    const int length = c * (k + 1);
+    if (length > valid || c * k > 32) return false;  // valid <= 64, so c <= 32
+    const uint64_t payload = (window >> c) & ((uint64_t{1} << (c * k)) - 1);
+    bits->SkipWindow(length);
+    // The bases 2^k + 2^2k + ... + 2^((c - 1) k): (2^ck - 2^k) / (2^k - 1).
+    const uint64_t bases =
+        ((uint64_t{1} << (c * k)) - (uint64_t{1} << k)) / ((uint64_t{1} << k) - 1);
+    *v = static_cast<uint32_t>(payload + bases);
+    return true;
+  }
   uint32_t ReadVarUIntSlow(int group_bits);
 
   std::unique_ptr<BitDecoder> decoder_;

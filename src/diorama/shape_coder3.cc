@@ -286,9 +286,9 @@ bool ShapeDecoder3::DecodeOffsetIndices(std::vector<int>* index_map, int* next_i
   int* history = index_map->data();
   int* out = indices->data();
   int next = *next_index;
-  for (uint32_t k = 0; k < n; ++k) {
-    const uint64_t offset = ReadVarUInt(1);
-    const uint64_t h = base + k;  // history so far
+  uint64_t h = base;  // history so far
+  bool ok = true;
+  ReadVarUInts(1, n, [&](uint64_t offset) {
     int value;
     if (offset == 0) {
       value = next++;
@@ -297,15 +297,15 @@ bool ShapeDecoder3::DecodeOffsetIndices(std::vector<int>* index_map, int* next_i
     } else if (offset == h + 1) {
       value = -1;
     } else {
-      index_map->resize(h);
-      *next_index = next;
-      return false;
+      return ok = false;
     }
     history[h] = value;
-    out[k] = value;
-  }
+    out[h++ - base] = value;
+    return true;
+  });
   *next_index = next;
-  return true;
+  if (!ok) index_map->resize(h);
+  return ok;
 }
 
 template <class Value, class IntValue>

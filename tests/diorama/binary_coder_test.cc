@@ -142,6 +142,46 @@ TEST(BinaryDecoderTest, FieldsAtTheEdges) {
   EXPECT_EQ(capture.texts(), std::vector<std::string>{"Check failed: decoder_.get()"});
 }
 
+// A run read in one call must leave everything as the same codes read one by one: values, the
+// place a stop leaves, and what follows. Every prefix of the stream is tried, so runs that end
+// mid-code or mid-word and the switch to the field-by-field path are covered.
+TEST(BinaryDecoderTest, VarUIntRunsReadAsSingleCodes) {
+  SeededRandom rng;
+  SCOPED_TRACE(rng.seed_text());
+  for (int k : {1, 4, 13}) {
+    BinaryEncoder e;
+    const int lead = rng.Int(0, 31);
+    e.WriteBits(0, lead);
+    std::vector<uint32_t> in;
+    for (int i = 0; i < 40; ++i) {
+      in.push_back(static_cast<uint32_t>(rng.engine()() >> rng.Int(0, 31)));
+      e.WriteVarUInt(static_cast<int>(in.back()), k);
+    }
+    e.WriteBits(0x5A, 8);
+    const std::string s = Bytes(e);
+    for (size_t size = 0; size <= s.size(); ++size) {
+      const uint32_t stop_at = static_cast<uint32_t>(rng.Int(0, 45));
+      BinaryDecoder one, run;
+      one.Init(s.data(), static_cast<int>(size));
+      run.Init(s.data(), static_cast<int>(size));
+      one.ReadBits(lead);
+      run.ReadBits(lead);
+      std::vector<uint32_t> expected, got;
+      for (uint32_t i = 0; i < 42 && i <= stop_at; ++i) expected.push_back(one.ReadVarUInt(k));
+      run.ReadVarUInts(k, 42, [&](uint32_t v) {
+        got.push_back(v);
+        return got.size() <= stop_at;
+      });
+      ASSERT_EQ(got, expected) << "k " << k << ", size " << size;
+      if (size == s.size() && stop_at >= 40) {
+        EXPECT_EQ(std::vector<uint32_t>(got.begin(), got.begin() + 40), in);
+      }
+      ASSERT_EQ(run.BytesDecoded(), one.BytesDecoded());
+      ASSERT_EQ(run.ReadBits(8), one.ReadBits(8));
+    }
+  }
+}
+
 TEST(BinaryCoderTest, RandomFieldSequencesRoundTrip) {
   SeededRandom rng;
   SCOPED_TRACE(rng.seed_text());

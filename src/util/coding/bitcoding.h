@@ -169,8 +169,11 @@ class BitDecoder {
   }
   void SkipWindow(int n) {
     if (n > num_bits_) {
+      // Reaching past the pending bits means Window saw a whole word: take it in place, so that
+      // a caller's copy of the decoder never has its address passed out of line.
       n -= num_bits_;
-      Refill();
+      acc_ = decoder_.get32();
+      num_bits_ = 32;
     }
     acc_ = static_cast<uint32_t>(uint64_t{acc_} >> n);  // 64-bit shift: n may be 32
     num_bits_ -= n;
