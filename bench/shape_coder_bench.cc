@@ -18,13 +18,16 @@
 // normals, uint16 texture coordinates), after its vertex cache and fetch optimisation, which
 // runs outside the timed loop.
 //
-// Reached on the shared 2-core machine (medians of 3, load average 3.2 from other work, so the
-// absolute figures are low by perhaps a third), grid / sphere / city:
-//   v3 encode   674 / 781 / 1152 MB/s (target 500: met); Draco 79 / 86 / 79, meshoptimizer
-//               802 / 563 / 531
-//   v3 decode   708 / 747 / 910 MB/s (target 1000: 0.71-0.91 under this load); Draco
-//               166 / 208 / 138, meshoptimizer 3158 / 2677 / 2317
-//   v1          encode 945 / 905 / 1196, decode 937 / 1102 / 852 MB/s
+// Reached on the shared 2-core machine, grid / sphere / city. The host slows every row, the
+// peers' too, by a quarter to a third once a run lasts a minute or more, so two sets are given:
+// short runs of a few rows on an idle machine (medians of 5), and the whole suite (medians of 3).
+//   short runs  v3 encode 745 / 912 / 1212 MB/s (target 500: met); v3 decode 842-870 /
+//               1027-1082 / 1058-1100 MB/s (target 1000: met on sphere and city, 0.85 on the
+//               grid, whose texture coordinates add a third index list); meshoptimizer decode
+//               3307 / 2821 / 2355; v1 encode 1049 / 1234 / 1368, decode 1186 / 1312 / 1410
+//   whole suite v3 encode 446 / 535 / 777, decode 512 / 600 / 647; v1 encode 688 / 834 / 1022,
+//               decode 617 / 729 / 801; Draco encode 61 / 70 / 59, decode 121 / 153 / 113;
+//               meshoptimizer encode 482 / 379 / 345, decode 2514 / 2030 / 2014
 //   bits/tri    v3 97.7 / 65.3 / 82.9, v1 165 / 123 / 97.2, Draco 12.5 / 6.3 / 55.3,
 //               meshoptimizer 32.5 / 24.7 / 86.8 (the formats are fixed: sizes are facts)
 //   decoded     ours 115 / 84 / 43 bytes a vertex (double points and three index arrays a
