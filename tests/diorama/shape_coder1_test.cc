@@ -34,10 +34,7 @@ template <class Setup>
 std::string Encode(int version, const Shape& shape, bool* ok, Setup setup) {
   std::unique_ptr<ShapeEncoder> encoder(ShapeEncoder::CreateEncoder(version));
   setup(encoder.get());
-  *ok = encoder->EncodeShape(shape);
-  std::string out;
-  encoder->get_buffer(&out);
-  return out;
+  return test_shapes::EncodeWith(encoder.get(), shape, ok);
 }
 std::string Encode(int version, const Shape& shape, bool* ok) {
   return Encode(version, shape, ok, [](ShapeEncoder*) {});

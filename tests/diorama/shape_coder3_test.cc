@@ -18,6 +18,7 @@ using geometry3d::Material;
 using geometry3d::Shape;
 using geometry3d::Vector2;
 using geometry3d::Vector3;
+using test_shapes::EncodeWith;
 using test_shapes::MakeRandomShape;
 using test_shapes::MakeTriangle;
 using vistara::testing::FromHex;
@@ -29,13 +30,6 @@ using vistara::testing::ToHex;
 constexpr char kTriangleHex[] =
     "53 45 03 00 40 00 61 00 00 0C 02 00 48 29 00 00 00 20 00 00 00 02 00";
 
-std::string Encode(ShapeEncoder3* encoder, const Shape& shape, bool* ok) {
-  *ok = encoder->EncodeShape(shape);
-  std::string out;
-  encoder->get_buffer(&out);
-  return out;
-}
-
 TEST(ShapeCoder3Test, TriangleGolden) {
   Shape shape;
   MakeTriangle(&shape);
@@ -46,7 +40,7 @@ TEST(ShapeCoder3Test, TriangleGolden) {
 
   ShapeEncoder3 encoder;
   bool ok = false;
-  EXPECT_EQ(Encode(&encoder, shape, &ok), buffer);
+  EXPECT_EQ(EncodeWith(&encoder, shape, &ok), buffer);
   EXPECT_TRUE(ok);
   EXPECT_EQ(encoder.stats().total_bytes, 23);
   EXPECT_EQ(encoder.stats().num_points, 3);
@@ -90,7 +84,7 @@ TEST(ShapeCoder3Test, OffsetExamples) {
   *second->mutable_point_indices() = {-1, 7};  // first delimiter: one past the history
   ShapeEncoder3 encoder;
   bool ok = false;
-  const std::string buffer = Encode(&encoder, shape, &ok);
+  const std::string buffer = EncodeWith(&encoder, shape, &ok);
   ASSERT_TRUE(ok);
   EXPECT_EQ(encoder.point_order(), (std::vector<int>{5, 6, 7}));
   Shape decoded;
@@ -132,7 +126,7 @@ TEST(ShapeCoder3Test, RandomRoundTrips) {
     MakeRandomShape(&rng, &shape);
     ShapeEncoder3 encoder;
     bool ok = false;
-    const std::string buffer = Encode(&encoder, shape, &ok);
+    const std::string buffer = EncodeWith(&encoder, shape, &ok);
     ASSERT_TRUE(ok) << round;
     EXPECT_EQ(encoder.stats().total_bytes, static_cast<int>(buffer.size()));
     Shape decoded;
@@ -185,13 +179,13 @@ TEST(ShapeCoder3Test, ExponentsAndWidths) {
     ShapeEncoder3 encoder;
     encoder.set_point_bits(bits);
     bool ok = true;
-    Encode(&encoder, shape, &ok);
+    EncodeWith(&encoder, shape, &ok);
     EXPECT_FALSE(ok) << bits;
   }
   ShapeEncoder3 coarse;
   coarse.set_point_bits(-3);  // steps of 8
   bool ok = false;
-  const std::string buffer = Encode(&coarse, shape, &ok);
+  const std::string buffer = EncodeWith(&coarse, shape, &ok);
   ASSERT_TRUE(ok);
   ShapeDecoder3 decoder;
   decoder.set_buffer(buffer);
@@ -202,7 +196,7 @@ TEST(ShapeCoder3Test, ExponentsAndWidths) {
   // 2^21 * 800 needs 31 bits: wider than 30.
   ShapeEncoder3 fine;
   fine.set_point_bits(21);
-  Encode(&fine, shape, &ok);
+  EncodeWith(&fine, shape, &ok);
   EXPECT_FALSE(ok);
 }
 

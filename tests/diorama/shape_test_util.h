@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "diorama/shape_coder.h"
 #include "test_util.h"
 #include "util/geometry3d/mesh/shape.h"
 
@@ -68,6 +69,14 @@ inline void MakeRandomShape(vistara::testing::SeededRandom* rng, geometry3d::Sha
     *s->mutable_normal_indices() = RandomList(rng, num_normals, delimited);
     *s->mutable_tex_coord_indices() = RandomList(rng, num_tex, delimited);
   }
+}
+
+// The bytes `encoder` gives for `shape`, and in *ok whether EncodeShape succeeded.
+inline std::string EncodeWith(ShapeEncoder* encoder, const geometry3d::Shape& shape, bool* ok) {
+  *ok = encoder->EncodeShape(shape);
+  std::string out;
+  encoder->get_buffer(&out);
+  return out;
 }
 
 }  // namespace loupe::test_shapes
