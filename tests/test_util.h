@@ -8,13 +8,17 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <mutex>
 #include <random>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "base/logging.h"
 
@@ -93,20 +97,40 @@ inline std::string SetBytes(std::string s, size_t at, const std::string& bytes) 
   return s;
 }
 
-// A generator whose seed the failing test prints: SCOPED_TRACE(rng.seed_text()).
+// A generator whose seed every failure in its scope prints. The seed is random unless given, or
+// unless VISTARA_TEST_SEED is set, which replays a failure: VISTARA_TEST_SEED=1234 ctest -R ...
 class SeededRandom {
  public:
-  explicit SeededRandom(uint32_t seed = std::random_device{}()) : seed_(seed), engine_(seed) {}
+  SeededRandom() : SeededRandom(DefaultSeed()) {}
+  explicit SeededRandom(uint32_t seed)
+      : seed_(seed), engine_(seed), trace_(__FILE__, __LINE__, seed_text()) {}
   std::mt19937& engine() { return engine_; }
   uint32_t seed() const { return seed_; }
-  std::string seed_text() const { return "random seed " + std::to_string(seed_); }
+  std::string seed_text() const { return "random seed " + std::to_string(seed_) + " (VISTARA_TEST_SEED)"; }
   int Int(int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(engine_); }
   double Double(double lo, double hi) { return std::uniform_real_distribution<double>(lo, hi)(engine_); }
 
  private:
+  static uint32_t DefaultSeed() {
+    const char* text = std::getenv("VISTARA_TEST_SEED");
+    return text != nullptr ? static_cast<uint32_t>(std::strtoul(text, nullptr, 10)) : std::random_device{}();
+  }
   uint32_t seed_;
   std::mt19937 engine_;
+  ::testing::ScopedTrace trace_;
 };
+
+// Calls fn(data, size) for every proper prefix of `bytes`, shortest first, each copied into an
+// allocation of exactly its size so that AddressSanitizer sees a read one byte beyond it.
+template <class Fn>
+void ForEachPrefix(const std::string& bytes, Fn&& fn) {
+  for (size_t size = 0; size < bytes.size(); ++size) {
+    SCOPED_TRACE("prefix of " + std::to_string(size) + " bytes");
+    const std::unique_ptr<char[]> copy(new char[size]);
+    std::copy(bytes.data(), bytes.data() + size, copy.get());
+    fn(static_cast<const char*>(copy.get()), size);
+  }
+}
 
 inline std::string ReadFile(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);

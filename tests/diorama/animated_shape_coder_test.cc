@@ -142,7 +142,6 @@ TEST(AnimatedShapeCoderTest, GoldenStreams) {
 
 TEST(AnimatedShapeCoderTest, RandomRoundTrips) {
   SeededRandom rng;
-  SCOPED_TRACE(rng.seed_text());
   const auto vec = [&rng] { return Vector3<double>(rng.Double(-1e6, 1e6), rng.Double(-1, 1), 0.1); };
   for (int round = 0; round < 50; ++round) {
     AnimationSet set;

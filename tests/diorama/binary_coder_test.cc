@@ -147,7 +147,6 @@ TEST(BinaryDecoderTest, FieldsAtTheEdges) {
 // mid-code or mid-word and the switch to the field-by-field path are covered.
 TEST(BinaryDecoderTest, VarUIntRunsReadAsSingleCodes) {
   SeededRandom rng;
-  SCOPED_TRACE(rng.seed_text());
   for (int k : {1, 4, 13}) {
     BinaryEncoder e;
     const int lead = rng.Int(0, 31);
@@ -184,7 +183,6 @@ TEST(BinaryDecoderTest, VarUIntRunsReadAsSingleCodes) {
 
 TEST(BinaryCoderTest, RandomFieldSequencesRoundTrip) {
   SeededRandom rng;
-  SCOPED_TRACE(rng.seed_text());
   enum Kind { kBits, kInt, kVarUInt, kVarInt, kFloat, kDouble, kString, kVarString, kKinds };
   struct Field {
     Kind kind;

@@ -60,7 +60,6 @@ TEST(BuildingZCoderTest, GoldenStreams) {
 
 TEST(BuildingZCoderTest, RandomRoundTrips) {
   SeededRandom rng;
-  SCOPED_TRACE(rng.seed_text());
   for (int round = 0; round < 100; ++round) {
     BuildingZ building;
     const int num_polygons = rng.Int(0, 4);

@@ -75,7 +75,6 @@ TEST(ShapeCoder1Test, GoldenStreams) {
 
 TEST(ShapeCoder1Test, RandomRoundTripsKeepStructure) {
   SeededRandom rng;
-  SCOPED_TRACE(rng.seed_text());
   for (int round = 0; round < 200; ++round) {
     const int version = 1 + round % 2;
     Shape shape;

@@ -120,7 +120,6 @@ void ExpectSameIndices(const std::vector<int>& source, const std::vector<int>& d
 
 TEST(ShapeCoder3Test, RandomRoundTrips) {
   SeededRandom rng;
-  SCOPED_TRACE(rng.seed_text());
   for (int round = 0; round < 200; ++round) {
     Shape shape;
     MakeRandomShape(&rng, &shape);

@@ -174,7 +174,6 @@ TEST(BitDecoderTest, RefillsAndFailures) {
 
 TEST(BitCodingTest, RandomFieldsRoundTrip) {
   SeededRandom rng;
-  SCOPED_TRACE(rng.seed_text());
   std::vector<std::pair<uint32_t, int>> fields;
   BitEncoder be;
   for (int i = 0; i < 20000; ++i) {

@@ -107,7 +107,6 @@ TEST(DecoderTest, VarintPathsAndFailures) {
 
   // Round trip through the encoder, with the decoder right at the end of an exact buffer.
   SeededRandom rng;
-  SCOPED_TRACE(rng.seed_text());
   Encoder e;
   std::vector<uint64_t> values;
   for (int i = 0; i < 3000; ++i) {

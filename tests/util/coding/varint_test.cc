@@ -52,7 +52,6 @@ TEST(VarintTest, GoldenBytesAndLengths) {
 
 TEST(VarintTest, ParsersRoundTripForwardAndBackward) {
   SeededRandom rng;
-  SCOPED_TRACE(rng.seed_text());
   std::vector<uint64_t> values = {0, 1, 127, 128, 16383, 16384, 0xFFFFFFFF, ~uint64_t{0}};
   for (int i = 0; i < 5000; ++i) {
     const int bits = rng.Int(0, 64);
@@ -150,7 +149,6 @@ TEST(VarintTest, TwoValues) {
   Varint::EncodeTwo32Values(&s, 0, 0);
   EXPECT_EQ(ToHex(s), "00");
   SeededRandom rng;
-  SCOPED_TRACE(rng.seed_text());
   std::vector<std::pair<uint32_t, uint32_t>> pairs = {{0, 0}, {0xFFFFFFFF, 0}, {0, 0xFFFFFFFF},
                                                       {0xFFFFFFFF, 0xFFFFFFFF}, {7, 8}};
   for (int i = 0; i < 1000; ++i) pairs.push_back({static_cast<uint32_t>(rng.engine()() >> rng.Int(0, 31)),
