@@ -57,12 +57,11 @@ LogSink* StderrLogSink() {
 LogMessage::LogMessage(const char* file, int line, LogSeverity severity)
     : file_(file), line_(line), severity_(severity) {}
 
-LogMessage::LogMessage(const char* file, int line, LogSeverity severity, std::vector<std::string>* outvec)
-    : file_(file), line_(line), severity_(severity), outvec_(outvec) {}
+LogMessage::LogMessage(const char* file, int line, LogSeverity severity, std::vector<std::string>* /*outvec*/)
+    : file_(file), line_(line), severity_(severity) {}
 
 LogMessage::~LogMessage() {
   LogReport report{severity_, SourcePath(file_), line_, stream_.str()};
-  if (outvec_) outvec_->push_back(report.text);
   SinkState& s = State();
   std::lock_guard<std::mutex> lock(s.mutex);
   if (s.sink) s.sink->Send(report);

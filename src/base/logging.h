@@ -12,7 +12,8 @@
 // Check forms (each a statement that may be followed by `<< more text`):
 //   VS_CHECK(cond)          "Check failed: cond"
 //   VS_CHECK_GT(a, b) etc.  "Check failed: a>b 0>0" (the source text of both sides joined by the
-//                           operator, a blank, then the two values joined by it)
+//                           operator, a blank, then the two values joined by it; 8-bit integers
+//                           print as numbers, a plain char as its character)
 // Severities: kLogError (2) for errors that are logged and survived, kLogFatal (3) for failed
 // checks and messages that call themselves fatal. VS_LOG(ERROR) and VS_LOG(FATAL) make a report
 // of that severity.
@@ -55,7 +56,8 @@ LogSink* StderrLogSink();
 class LogMessage {
  public:
   LogMessage(const char* file, int line, LogSeverity severity);
-  // The same, and the finished text is also appended to `*outvec` when it is not null.
+  // The host's form that names a vector of collected messages; the report goes to the sink as
+  // above and `outvec` is left as it is.
   LogMessage(const char* file, int line, LogSeverity severity, std::vector<std::string>* outvec);
   ~LogMessage();
   LogMessage(const LogMessage&) = delete;
@@ -73,7 +75,6 @@ class LogMessage {
   const char* file_;
   int line_;
   LogSeverity severity_;
-  std::vector<std::string>* outvec_ = nullptr;
   std::ostringstream stream_;
 };
 
@@ -90,10 +91,19 @@ struct LogMessageVoidify {
   void operator&(std::ostream&) {}
 };
 
+// An operand as a report prints it: streamed as it is, except that the 8-bit integer types
+// (uint8_t, int8_t) print as numbers rather than as raw bytes.
+template <class T>
+const T& Printable(const T& value) {
+  return value;
+}
+inline int Printable(unsigned char value) { return value; }
+inline int Printable(signed char value) { return value; }
+
 template <class A, class B>
 std::string MakeCheckOpText(const A& a, const B& b, const char* text, const char* op) {
   std::ostringstream s;
-  s << "Check failed: " << text << ' ' << a << op << b;
+  s << "Check failed: " << text << ' ' << Printable(a) << op << Printable(b);
   return s.str();
 }
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+
 #include "test_util.h"
 
 namespace vistara::base {
@@ -24,12 +26,20 @@ TEST(LoggingTest, ChecksReportTheirSourceTextAndNeverStop) {
   ++reached;
   VS_CHECK(reached == 3);  // holds
   EXPECT_EQ(3, reached);
+  // 8-bit integers print as numbers, a char as its character; sizes compare with ints by value.
+  const uint8_t zone = 61;
+  const int8_t offset = -3;
+  const char letter = 'a';
+  VS_CHECK_LE(zone, 60);
+  VS_CHECK_GE(offset, 0);
+  VS_CHECK_GE(letter, 'b');
+  VS_CHECK_GE(std::string("ab").size(), -1);  // holds
 
   const auto reports = capture.reports();
-  ASSERT_EQ(3u, reports.size());
-  EXPECT_EQ("Check failed: date", reports[0].text);
-  EXPECT_EQ("Check failed: coverage_lower_bound>0.0 0>0", reports[1].text);
-  EXPECT_EQ("Check failed: reached + 1<3 3<3 and a note", reports[2].text);
+  EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Check failed: date", "Check failed: coverage_lower_bound>0.0 0>0",
+                                                       "Check failed: reached + 1<3 3<3 and a note",
+                                                       "Check failed: zone<=60 61<=60", "Check failed: offset>=0 -3>=0",
+                                                       "Check failed: letter>='b' a>=b"}));
   for (const auto& r : reports) EXPECT_EQ(kLogFatal, r.severity);
   EXPECT_EQ(first_line, reports[0].line);
 }
@@ -50,29 +60,35 @@ TEST(LoggingTest, ChecksEvaluateOperandsOnceAndBindElseCorrectly) {
   EXPECT_TRUE(took_else);
 }
 
-TEST(LoggingTest, LogSeveritiesSinksAndCollectedMessages) {
+TEST(LoggingTest, SeveritiesAndSinks) {
   ScopedLogCapture outer;
   {
     ScopedLogCapture inner;
     VS_LOG(ERROR) << "Impossible: " << 42;
     VS_LOG(FATAL) << "Fatal: but we go on";
-    ASSERT_EQ(2u, inner.reports().size());
+    LogMessage("/home/src/vistara/src/base/utmzone.cc", 7, kLogError);  // named by its path below src/
+    ASSERT_EQ(3u, inner.reports().size());
     EXPECT_EQ(kLogError, inner.reports()[0].severity);
     EXPECT_EQ("Impossible: 42", inner.reports()[0].text);
     EXPECT_EQ(kLogFatal, inner.reports()[1].severity);
+    EXPECT_EQ("base/utmzone.cc", inner.reports()[2].file);
   }
   EXPECT_TRUE(outer.reports().empty()) << "the inner capture restores the outer sink";
-
-  std::vector<std::string> collected;
-  LogMessage(__FILE__, __LINE__, kLogError, &collected).stream() << "kept";
-  EXPECT_EQ(std::vector<std::string>{"kept"}, collected);
-  EXPECT_EQ(std::vector<std::string>{"kept"}, outer.texts());
-
   // With no sink installed, reports are dropped.
   LogSink* previous = SetLogSink(nullptr);
   VS_LOG(ERROR) << "nowhere";
   SetLogSink(previous);
-  EXPECT_EQ(1u, outer.reports().size());
+  EXPECT_TRUE(outer.reports().empty());
+}
+
+TEST(LoggingTest, MessageWithAVectorLeavesItAlone) {
+  // Regression: the form with a vector of messages appended its text to that vector; no form writes anywhere.
+  ScopedLogCapture capture;
+  std::vector<std::string> collected{"kept"};
+  LogMessage(__FILE__, __LINE__, kLogError, &collected).stream() << "report";
+  LogMessage(__FILE__, __LINE__, kLogError, nullptr).stream() << "another";
+  EXPECT_EQ(std::vector<std::string>{"kept"}, collected);
+  EXPECT_EQ((std::vector<std::string>{"report", "another"}), capture.texts());
 }
 
 }  // namespace
