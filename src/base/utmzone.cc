@@ -51,12 +51,6 @@ constexpr double k120th = 1.0 / 120.0;
 constexpr double k24th = 1.0 / 24.0;
 constexpr double k720th = 1.0 / 720.0;
 
-// Both projections need a valid zone.
-inline void CheckZonePositive(uint8_t zone) {
-  if (zone > 0) return;
-  VS_LOG(FATAL) << "Check failed: longitude_zone_ > 0 " << int{zone} << ">0";
-}
-
 // The central meridian of a zone, in degrees.
 inline int CentralMeridian(uint8_t zone) { return 6 * static_cast<int>(zone) - 183; }
 
@@ -91,9 +85,8 @@ UTMZone::UTMZone(double lat, double lng, bool use_reference_as_origin) : UTMZone
 UTMZone::~UTMZone() = default;
 
 void UTMZone::CheckZoneFields() const {
-  // The zone is printed as a number: streamed as an unsigned char it would be a raw byte.
-  if (!(longitude_zone_ >= 1)) VS_LOG(FATAL) << "Check failed: longitude_zone_>=1 " << int{longitude_zone_} << ">=1";
-  if (!(longitude_zone_ <= 60)) VS_LOG(FATAL) << "Check failed: longitude_zone_<=60 " << int{longitude_zone_} << "<=60";
+  VS_CHECK_GE(longitude_zone_, 1);
+  VS_CHECK_LE(longitude_zone_, 60);
   VS_CHECK_GE(latitude_zone_, 'A');
   VS_CHECK_LE(latitude_zone_, 'Z');
 }
@@ -183,7 +176,7 @@ char UTMZone::ComputeUTMZoneLetter(double latitude) {
 }
 
 void UTMZone::LatLngToLocal(double lat, double lng, double* x, double* y) const {
-  CheckZonePositive(longitude_zone_);
+  VS_CHECK(longitude_zone_ > 0);  // both projections need a valid zone
   const double phi = lat * kDegreesToRadians;
   double dlng = lng - CentralMeridian(longitude_zone_);
   if (dlng > 180.0) dlng -= 360.0;
@@ -222,7 +215,7 @@ void UTMZone::LatLngToLocal(double lat, double lng, double* x, double* y) const 
 }
 
 void UTMZone::LocalToLatLng(double x, double y, double* lat, double* lng) const {
-  CheckZonePositive(longitude_zone_);
+  VS_CHECK(longitude_zone_ > 0);  // both projections need a valid zone
   const double east = x + utm_origin_.x;
   double north = y + utm_origin_.y;
   if (!(latitude_zone_ > 'M')) north -= kFalseNorthingSouth;

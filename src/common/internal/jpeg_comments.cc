@@ -113,11 +113,7 @@ JpegCommentOutputBuffer::JpegCommentOutputBuffer(long long max_size) : max_size_
 }
 
 void JpegCommentOutputBuffer::CheckRoomForTrailer() const {
-  const long long needed = static_cast<long long>(buffer_.length() + JpegCommentKestrelTrailer().length());
-  if (!(needed < max_size_)) {
-    VS_LOG(FATAL) << "Check failed: buffer_.length() + JpegCommentKestrelTrailer().length()<max_size_ " << needed
-                  << "<" << max_size_;
-  }
+  VS_CHECK_LT(buffer_.length() + JpegCommentKestrelTrailer().length(), max_size_);
 }
 
 bool JpegCommentOutputBuffer::AppendMessage(const JpegCommentMessage& message) {

@@ -72,11 +72,9 @@ void JpegCommentMessageTileAcquisitionDates::Finalize() {
         JpegCommentDate::kYearUnknown, JpegCommentDate::kMonthUnknown, JpegCommentDate::kDayUnknown, &unknown_date));
     (*dates_with_weights_)[unknown_date] += 1.0f - total;
   } else {
-    std::map<unsigned int, float>* dates_with_weights = dates_with_weights_;
-    VS_CHECK(dates_with_weights);
-    const float factor = total;
-    VS_CHECK_GT(factor, 0.0);
-    for (auto& entry : *dates_with_weights) entry.second /= factor;
+    VS_CHECK(dates_with_weights_);
+    VS_CHECK_GT(total, 0.0);
+    for (auto& entry : *dates_with_weights_) entry.second /= total;
   }
 }
 
@@ -95,11 +93,8 @@ bool JpegCommentMessageTileAcquisitionDates::FromString(const std::string& body)
   VS_CHECK(!finalized_);
   const JpegCommentDate parsed(body);
   dates_with_weights_->clear();
-  // Named as in the date class, so that a failed check reads as the packing call itself.
-  const int year_ = parsed.year(), month_ = parsed.month(), day_ = parsed.day();
-  const auto YearMonthDayKeyFromInts = &JpegCommentDate::YearMonthDayKeyFromInts;
   unsigned int date = 0;
-  VS_CHECK(YearMonthDayKeyFromInts(year_, month_, day_, &date));
+  VS_CHECK(JpegCommentDate::YearMonthDayKeyFromInts(parsed.year(), parsed.month(), parsed.day(), &date));
   (*dates_with_weights_)[date] = kFullCoverage;
   Finalize();
   return true;
@@ -152,11 +147,10 @@ JpegCommentDate* JpegCommentMessagePercentileTileAcquisitionDate::PercentileMost
   VS_CHECK_LE(coverage_lower_bound, maximum_lower_bound);
   VS_CHECK(finalized());
   unsigned int date = 0;
-  const float sum = SumMostRecentCoverage(*dates_with_weights_, &date, coverage_lower_bound);
-  if (coverage) *coverage = sum;
-  if (!(coverage_lower_bound <= sum)) {
-    VS_LOG(FATAL) << "Check failed: coverage_lower_bound<=*coverage " << coverage_lower_bound << "<=" << sum;
-  }
+  float sum;  // holds the coverage when the caller doesn't ask for it
+  if (!coverage) coverage = &sum;
+  *coverage = SumMostRecentCoverage(*dates_with_weights_, &date, coverage_lower_bound);
+  VS_CHECK_LE(coverage_lower_bound, *coverage);
   return NewDateFromKey(date);
 }
 
@@ -167,7 +161,7 @@ JpegCommentOutputBuffer* JpegCommentTileAcquisitionDatesOut(std::map<unsigned in
   std::unique_ptr<JpegCommentMessageTileAcquisitionDates> message(
       JpegCommentCreateMessage<JpegCommentMessageTileAcquisitionDates>(JpegCommentFamilyAggregatedTileAcquisitionDate()));
   if (!message) return nullptr;  // "AD" isn't registered: the map goes with owned_map
-  if (message->finalized()) VS_LOG(FATAL) << "Check failed: !finalized_";
+  VS_CHECK(!message->finalized());
   message->set_dates_with_weights(owned_map.release());
   message->Finalize();
   std::unique_ptr<JpegCommentDate> date(message->AggregatedDate());
