@@ -37,8 +37,9 @@ bool PanoMap::GetPano(float x, float y, QString* id, Vec2<float>* position) cons
   const int row = CellIndex((1.0f - y) * static_cast<float>(height), height);
   const int col = CellIndex(x * static_cast<float>(width), width);
   const unsigned entry = indices[static_cast<size_t>(row) * static_cast<size_t>(width) + static_cast<size_t>(col)];
-  // A cell may name an entry the map doesn't have; reading ids[entry] would leave the vector.
-  if (entry >= ids.size() || entry >= positions.size()) return false;
+  // A cell may name an entry the map doesn't have. Only the reads are guarded, so that with both
+  // outputs null any cell answers true.
+  if ((id && entry >= ids.size()) || (position && entry >= positions.size())) return false;
   if (id) *id = ids[entry];
   if (position) *position = positions[entry];
   return true;

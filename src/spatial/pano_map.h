@@ -26,8 +26,10 @@ class PanoMap : public MemoryObject {
   PanoMap& operator=(const PanoMap&) = delete;
 
   // The entry at (x, y), both in [0, 1] across the map, y from the bottom upwards; values outside
-  // are pulled to the nearest edge cell. Either out pointer may be null. Returns false for a map
-  // without entries, and for a cell whose entry number has no entry. Entry 0 is a valid answer.
+  // are pulled to the nearest edge cell. Either out pointer may be null. Returns false, with the
+  // outputs untouched, for a map without entries and when an output asked for names an entry the
+  // map doesn't have (an entry number isn't checked otherwise: with both outputs null every cell
+  // answers true). Entry 0 is a valid answer: the empty id and (0, 0).
   bool GetPano(float x, float y, QString* id, Vec2<float>* position) const;
 
   uint8_t* indices;
