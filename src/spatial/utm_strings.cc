@@ -14,20 +14,23 @@ struct UnitTexts {
   QString easting, northing, southing;
 };
 
-// The unit texts in the language of the first call; a later change of language isn't seen.
-// (Filled once: a translation is never empty, as an empty one falls back to the source text.)
+// The unit texts in the language of the first call that gave a non-empty easting text: a
+// translator may answer with an empty text, and then all three are asked for again on the next
+// call. Once filled, a later change of language isn't seen.
 const UnitTexts& Units() {
-  static const UnitTexts texts{
-      QCoreApplication::translate(
-          "QObject", "%1 m E",
-          "Meters easting in Universal Transverse Mercator (UTM) coordinates.  VALUE_1 will be replaced with a number."),
-      QCoreApplication::translate(
-          "QObject", "%1 m N",
-          "Meters northing in Universal Transverse Mercator (UTM) coordinates.  VALUE_1 will be replaced with a number."),
-      QCoreApplication::translate("QObject", "%1 m S",
-                                  "Negative meters northing (i.e., south of the equator) in Universal Transverse "
-                                  "Mercator (UTM) coordinates.  VALUE_1 will be replaced with a number."),
-  };
+  static UnitTexts texts;
+  if (texts.easting.isEmpty()) {
+    texts.easting = QCoreApplication::translate(
+        "QObject", "%1 m E",
+        "Meters easting in Universal Transverse Mercator (UTM) coordinates.  VALUE_1 will be replaced with a number.");
+    texts.northing = QCoreApplication::translate(
+        "QObject", "%1 m N",
+        "Meters northing in Universal Transverse Mercator (UTM) coordinates.  VALUE_1 will be replaced with a number.");
+    texts.southing = QCoreApplication::translate("QObject", "%1 m S",
+                                                 "Negative meters northing (i.e., south of the equator) in Universal "
+                                                 "Transverse Mercator (UTM) coordinates.  VALUE_1 will be replaced "
+                                                 "with a number.");
+  }
   return texts;
 }
 

@@ -2,7 +2,8 @@
 //
 // Formatting gives three strings: the zone ("31 U"), the easting ("448251.90 m E") and the
 // northing ("5411943.79 m N", or "... m S" south of the equator, still with the 10 000 km false
-// northing). The unit texts are translatable (context "QObject"), read once on the first call.
+// northing). The unit texts are translatable (context "QObject"), read on the first call and
+// read again on later calls for as long as the translated easting text is empty.
 //
 // Parsing takes either three fields (zone, easting, northing) or one line ("31U 448251 5411932").
 // Only whole metres are read: in each number, the first run of digits counts and the rest (a
