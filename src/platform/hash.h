@@ -33,7 +33,7 @@ constexpr uint32_t HashFinish(uint32_t h) {
   return h ^ (h >> 15);
 }
 
-// The hash of `size` bytes of UTF-16 data, as described above.
+// The hash of `units` UTF-16 code units (L = 2 * units bytes), as described above.
 uint32_t HashUtf16(const char16_t* data, size_t units);
 
 template <class T>
