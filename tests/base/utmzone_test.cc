@@ -115,6 +115,13 @@ TEST(UTMZoneTest, ReferenceAndOrigin) {
   named.SetReference(-33.9, 151.2);  // moves to zone 56, origin at the point
   named.LatLngToLocal(-33.9, 151.2, &x, &y);
   EXPECT_EQ(std::make_tuple(std::string("56H"), 0.0, 0.0), std::make_tuple(named.StringRepresentation(), x, y));
+  // 180 degrees east of the central meridian stays east, 180 west stays west: mirror images.
+  const UTMZone first(1, 'N');
+  double wx, wy;
+  first.LatLngToLocal(10, 3, &x, &y);
+  first.LatLngToLocal(10, -357, &wx, &wy);
+  EXPECT_NE(x, wx);
+  EXPECT_NEAR(1e6, x + wx, 1e-6);
   EXPECT_TRUE(capture.texts().empty());
 }
 
