@@ -5,7 +5,8 @@
 
 #include <cmath>
 #include <numbers>
-#include <random>
+
+#include "test_util.h"
 
 namespace vistara {
 namespace {
@@ -14,12 +15,11 @@ namespace {
 // flattening (azimuth in degrees clockwise from north, in (-180, 180]).
 TEST(GeoTest, AzimuthMatchesGeographicLibOnTheSphere) {
   const GeographicLib::Geodesic sphere(6371010.0, 0.0);
-  std::mt19937 rng(11);
-  std::uniform_real_distribution<double> lat(-80, 80), lon(-180, 180), step(-2, 2);
+  vistara::testing::SeededRandom rng;
   for (int i = 0; i < 2000; ++i) {
-    const double lat1 = lat(rng), lon1 = lon(rng);
-    const double lat2 = i % 2 ? lat(rng) : lat1 + step(rng);
-    const double lon2 = i % 2 ? lon(rng) : lon1 + step(rng);
+    const double lat1 = rng.Double(-80, 80), lon1 = rng.Double(-180, 180);
+    const double lat2 = i % 2 ? rng.Double(-80, 80) : lat1 + rng.Double(-2, 2);
+    const double lon2 = i % 2 ? rng.Double(-180, 180) : lon1 + rng.Double(-2, 2);
     double s12, azi1, azi2;
     sphere.Inverse(lat1, lon1, lat2, lon2, s12, azi1, azi2);
     const double ours = AzimuthToPoint(lat1 / 180, lon1 / 180, lat2 / 180, lon2 / 180);

@@ -1,6 +1,8 @@
 // Dates, units, the tolerant arc cosine and the map hash.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "platform/date_time.h"
 #include "platform/fast_math.h"
 #include "platform/hash.h"
@@ -19,15 +21,11 @@ TEST(DateTimeTest, JulianDates) {
   EXPECT_EQ(DateTime(2000, 3, 1).GetJulianDate(), DateTime(2000, 2, 30).GetJulianDate()) << "2000 is a leap year";
 
   const auto f = DateTime::FromJulianDate(DateTime(2026, 11, 22, 18, 30, 15.5).GetJulianDate()).GetFields();
-  EXPECT_EQ(2026, f.year);
-  EXPECT_EQ(11, f.month);
-  EXPECT_EQ(22, f.day);
-  EXPECT_EQ(18, f.hour);
-  EXPECT_EQ(30, f.minute);
+  EXPECT_EQ(std::make_tuple(2026, 11, 22, 18, 30), std::make_tuple(f.year, f.month, f.day, f.hour, f.minute));
   EXPECT_NEAR(15.5, f.second, 1e-3);
-  const auto noon = DateTime::FromJulianDate(2451545.0).GetFields();
-  EXPECT_EQ(12, noon.hour);
-  EXPECT_EQ(0, noon.minute);
+  // A time that rounds up to the next midnight is that day's 00:00.
+  const auto midnight = DateTime::FromJulianDate(2451545.5 - 1e-11).GetFields();
+  EXPECT_EQ(std::make_tuple(2000, 1, 2, 0, 0), std::make_tuple(midnight.year, midnight.month, midnight.day, midnight.hour, midnight.minute));
 
   const double now = DateTime().GetJulianDate();
   EXPECT_GT(now, DateTime(2020, 1, 1).GetJulianDate());
@@ -35,7 +33,6 @@ TEST(DateTimeTest, JulianDates) {
 }
 
 TEST(UnitsTest, LengthsAndTolerantMath) {
-  EXPECT_EQ(1.0 / 6371010.0, Units::s_inv_planet_radius);
   EXPECT_DOUBLE_EQ(149597870700.0 / 6371010.0,
                    Units::ConvertLength(1.0, Units::kAstronomicalUnits, Units::kPlanetRadii));
   EXPECT_DOUBLE_EQ(1609.344, Units::ConvertLength(1.0, Units::kMiles, Units::kMeters));
@@ -83,13 +80,10 @@ uint32_t ReferenceHash(const QString& s) {
 }
 
 TEST(HashTest, MatchesTheDescribedMixForEveryTailLength) {
-  EXPECT_EQ(HashFinish(HashMix(0x12345678, 0)), hash<QString>()(QString()));
-  EXPECT_EQ(HashFinish(HashMix(0x12345678, 'a' | 'b' << 16)), hash<QString>()(QStringLiteral("ab")));
   for (const char* s : {"", "a", "ab", "abc", "abcd", "abcde", "pano_0123456789", "\xc3\xa9t\xc3\xa9"}) {
     const QString q = QString::fromUtf8(s);
     EXPECT_EQ(ReferenceHash(q), hash<QString>()(q)) << s;
   }
-  EXPECT_NE(hash<QString>()(QStringLiteral("earth")), hash<QString>()(QStringLiteral("Earth")));
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include "platform/base64.h"
 #include "platform/polyline.h"
+#include "test_util.h"
 
 namespace vistara {
 namespace {
@@ -48,6 +49,21 @@ TEST(PolylineTest, KnownTextAndRoundTrip) {
     EXPECT_TRUE(decoded.empty());
   }
   EXPECT_FALSE(geometry::DecodePolylineString(std::string(20, '~'), &decoded)) << "longer than 64 bits";
+
+  // Random paths with repeated points and steps of every size round-trip to 1e-5 degrees.
+  vistara::testing::SeededRandom rng;
+  std::vector<Vec3<double>> path;
+  for (int i = 0; i < 2000; ++i) {
+    const double step = std::pow(10.0, rng.Int(-6, 2)) * rng.Double(-1, 1);
+    path.push_back(i % 5 == 0 && i ? path.back() : Vec3<double>(path.empty() ? 0 : path.back().x + step / 180, rng.Double(-0.5, 0.5), 0));
+  }
+  geometry::EncodePolylineString(path.data(), static_cast<int>(path.size()), &text);
+  ASSERT_TRUE(geometry::DecodePolylineString(text, &decoded));
+  ASSERT_EQ(path.size(), decoded.size());
+  for (size_t i = 0; i < path.size(); ++i) {
+    ASSERT_NEAR(path[i].x * 180, decoded[i].x * 180, 5e-6) << i;
+    ASSERT_NEAR(path[i].y * 180, decoded[i].y * 180, 5e-6) << i;
+  }
 }
 
 }  // namespace
