@@ -32,7 +32,6 @@ TEST(JpegCommentDateTest, ParsesTextWithOneReportPerFailure) {
     bool reported;
   } cases[] = {
       {"2008:05:17", 2008, 5, 17, false},
-      {"2008:05:17 and more", 2008, 5, 17, false},
       {"2008:05:17x", 2008, 5, 17, false},
       {"2008:00:17", 2008, 0, 0, false},
       {"0000:05:17", 0, 0, 0, false},
@@ -43,9 +42,7 @@ TEST(JpegCommentDateTest, ParsesTextWithOneReportPerFailure) {
       {"2008:13:01", 0, 0, 0, true},
       {"2008:05:32", 0, 0, 0, true},
       {"4096:01:01", 0, 0, 0, true},
-      {"2008:-1:01", 0, 0, 0, true},
       {"abcd:ef:gh", 0, 0, 0, true},  // no digits: the default -1 fails as a huge unsigned
-      {"", 0, 0, 0, true},
   };
   for (const Case& c : cases) {
     ScopedLogCapture capture;
@@ -69,12 +66,10 @@ TEST(JpegCommentDateTest, ParsesTextWithOneReportPerFailure) {
 }
 
 TEST(JpegCommentDateTest, KeysPackAndSortByDate) {
-  EXPECT_EQ(Key(2008, 5, 17), 1028273u);
-  EXPECT_EQ(Key(2008, 5, 17), (2008u * 16 + 5) * 32 + 17);
+  EXPECT_EQ(Key(2008, 5, 17), 1028273u);  // year << 9 | month << 5 | day
   EXPECT_EQ(Key(2008, 0, 17), 2008u << 9);  // an unknown month drops the day
   EXPECT_EQ(Key(0, 5, 17), 0u);
-  EXPECT_EQ(Key(2008, 2, 31), (2008u * 16 + 2) * 32 + 31);  // no calendar check
-  EXPECT_EQ(Key(4095, 12, 31), (4095u * 16 + 12) * 32 + 31);
+  EXPECT_EQ(Key(2008, 2, 31), Key(2008, 3, 0) - 1);  // no calendar check
   for (const auto& [y, m, d] : {std::tuple{-1, 1, 1}, {4096, 1, 1}, {2008, 13, 1}, {2008, 1, 32}, {2008, -1, 1}}) {
     unsigned key = 99;
     EXPECT_FALSE(JpegCommentDate::YearMonthDayKeyFromInts(y, m, d, &key)) << y << " " << m << " " << d;
@@ -132,21 +127,19 @@ TEST(JpegCommentDateTest, AdjustsUnknownPeriodsToTheirEnd) {
   EXPECT_EQ(zero, 1u << 9 | 1u << 5 | 1u);
 }
 
-TEST(MonthTest, TablesSizesOffsetsAndNames) {
+TEST(MonthTest, SizesOffsetsAndNames) {
   int offset = 0, leap_offset = 0;
+  std::ostringstream names;
   for (int m = 1; m <= 12; ++m) {
     EXPECT_EQ(Month(m).Offset(2007), offset);
     EXPECT_EQ(Month(m).Offset(2008), leap_offset);
     offset += Month(m).Size(2007);
     leap_offset += Month(m).Size(2008);
-    std::ostringstream s;
-    s << Month(m);
-    EXPECT_EQ(s.str(), std::string(Month::name[m]).substr(0, 3));
+    names << Month(m) << (m == 12 ? "" : " ");
   }
   EXPECT_EQ(offset, 365);
   EXPECT_EQ(leap_offset, 366);
-  EXPECT_EQ(Month::name[0], nullptr);
-  EXPECT_EQ(Month::leapSize[0], 0);
+  EXPECT_EQ("Jan Feb Mar Apr May Jun Jul Aug Sep Oct Nov Dec", names.str());
   EXPECT_EQ(Month(2).Size(2100), 28);
   EXPECT_EQ(Month(2).Size(2400), 29);
   EXPECT_EQ(Month(13).Size(2008), 0);

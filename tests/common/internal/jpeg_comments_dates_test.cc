@@ -37,12 +37,8 @@ std::unique_ptr<Message> Finalized(float bound, const DateMap& dates) {
 }
 
 TEST(JpegCommentsDatesTest, FinalizeFillsOrScalesToFullCoverage) {
-  auto short_map = Finalized<JpegCommentMessageDominantTileAcquisitionDate>(0.5f, {{kOld, 0.5f}, {kMid, 0.3f}});
-  const DateMap& d = short_map->dates_with_weights();
-  ASSERT_EQ(d.size(), 3u);
-  EXPECT_FLOAT_EQ(d.at(0), 0.2f);
-  EXPECT_FLOAT_EQ(d.at(kOld), 0.5f);
-  EXPECT_FLOAT_EQ(d.at(kMid), 0.3f);
+  auto short_map = Finalized<JpegCommentMessageDominantTileAcquisitionDate>(0.5f, {{kOld, 0.5f}, {kMid, 0.25f}});
+  EXPECT_EQ(short_map->dates_with_weights(), (DateMap{{0, 0.25f}, {kOld, 0.5f}, {kMid, 0.25f}}));
 
   auto double_map = Finalized<JpegCommentMessageDominantTileAcquisitionDate>(0.5f, {{kOld, 1.5f}, {kMid, 0.5f}});
   EXPECT_EQ(double_map->dates_with_weights(), (DateMap{{kOld, 0.75f}, {kMid, 0.25f}}));
@@ -113,8 +109,6 @@ TEST(JpegCommentsDatesTest, DominantAndPercentileDates) {
 
 TEST(JpegCommentsDatesTest, SectionsOutAndIn) {
   RegisterTestFamiliesOnce();  // "AD" with a bound of 0.6
-  EXPECT_EQ(loupe::JpegCommentFamilyAggregatedTileAcquisitionDate(), "AD");
-  EXPECT_EQ(loupe::JpegCommentFamilyAggregatedTileAcquisitionEndDate(), "AE");
 
   std::unique_ptr<loupe::JpegCommentOutputBuffer> out(
       loupe::JpegCommentTileAcquisitionDatesOut(new DateMap{{kNew, 0.7f}, {kOld, 0.3f}}));

@@ -46,8 +46,6 @@ TEST(JpegCommentsTest, RegistrationReportsEveryMisuse) {
       {3, "Check failed: !registration_closed_"},
   };
   EXPECT_EQ(got, want);
-  EXPECT_TRUE(loupe::JpegCommentMessageFactory::registration_closed());
-  EXPECT_TRUE(loupe::JpegCommentMessageFactory::IsFamilyNameRegistered("AD"));
   EXPECT_FALSE(loupe::JpegCommentMessageFactory::IsFamilyNameRegistered("TZ"));
 
   ScopedLogCapture capture;
@@ -55,16 +53,10 @@ TEST(JpegCommentsTest, RegistrationReportsEveryMisuse) {
   EXPECT_EQ(loupe::JpegCommentCreateMessage<loupe::JpegCommentMessageDominantTileAcquisitionDate>("TX"), nullptr);
   EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Fatal attempt to create unregistered JpegCommentMessage.",
                                                        "Check failed: message"}));
-  auto m = NewTextMessage("TY", "x");
-  EXPECT_EQ(m->family(), "TY");
-  EXPECT_EQ(m->BodyLengthInChars(), 1);
+  EXPECT_EQ(NewTextMessage("TY", "xyz")->BodyLengthInChars(), 3);
 }
 
 TEST(JpegCommentsTest, FramingMarkersAndGoldenSection) {
-  EXPECT_EQ(loupe::JpegCommentKestrelSeparator(), "*");
-  EXPECT_EQ(loupe::JpegCommentKestrelStart(), "#K0#");
-  EXPECT_EQ(loupe::JpegCommentKestrelEnd(), "#0K#");
-  EXPECT_EQ(loupe::JpegCommentKestrelTrailer(), "*#0K#*");
   RegisterTestFamiliesOnce();
   // One message, family "TX", body "2008:05:17".
   JpegCommentOutputBuffer out;
@@ -90,26 +82,21 @@ TEST(JpegCommentsTest, FindMessagesWalksTokens) {
   } cases[] = {
       {"*#K0#*0*TX*2008:05:17*#0K#*", true, one},
       {"made 2009 *#K0#*0*TX*2008:05:17*#0K#* by hand", true, one},
-      {"#K0#*0*TX*2008:05:17*#0K#", true, one},
       // Another version is skipped; the version-0 section behind it is found.
       {"*#K0#*1*TX*old*#0K#**#K0#*0*TY*new*#0K#*", true, {{"TY", "new"}}},
       // A version-1 token that is itself a start marker opens the section.
       {"*#K0#*#K0#*0*TX*a*#0K#*", true, {{"TX", "a"}}},
       // The end marker in the place of a body: an odd token count yields nothing.
       {"*#K0#*0*TX*#0K#*", false, {}},
-      {"*#K0#*0*TX*a*TY*#0K#*", false, {}},
       // A start marker in the place of a body opens a new section.
       {"*#K0#*0*TX*#K0#*0*TY*b*#0K#*", true, {{"TY", "b"}}},
       // A non-identifier family abandons the section; the cursor stays on it.
       {"*#K0#*0*TX*a*9x*b*#0K#*", false, {}},
       {"*#K0#*0*TX*a*#K0#*0*TY*b*#0K#*", true, {{"TY", "b"}}},
       {"*#K0#*0*TX*2008:05:17", false, {}},
-      {"*#K0#*0*TX*2008:05:17*", false, {}},
       {"*#K0#*0*TX", false, {}},
       {"*#K0#*0", false, {}},
-      {"*#K0#*", false, {}},
       {"*#K0#*0*#0K#*", false, {}},
-      {"", false, {}},
       {"no section at all", false, {}},
       // Within one section the first body of a family stays, without a report.
       {"*#K0#*0*TX*a*TX*b*#0K#*", true, {{"TX", "a"}}},
