@@ -14,22 +14,22 @@
 
 namespace vistara::testing {
 
-inline void PutU16(std::string* s, int v) {
-  s->push_back(static_cast<char>(v & 0xFF));
-  s->push_back(static_cast<char>((v >> 8) & 0xFF));
+// Appends `v` as `bytes` little-endian bytes.
+inline void PutLE(std::string* s, uint32_t v, int bytes) {
+  for (int i = 0; i < bytes; ++i) s->push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
 }
 inline void PutFloat(std::string* s, float f) {
   uint32_t bits;
   std::memcpy(&bits, &f, 4);
-  for (int i = 0; i < 4; ++i) s->push_back(static_cast<char>((bits >> (8 * i)) & 0xFF));
+  PutLE(s, bits, 4);
 }
 
 // A blob header: size 8, count, width, height, offset 8.
 inline std::string MapHeader(int count, int width, int height) {
   std::string s(1, '\x08');
-  PutU16(&s, count);
-  PutU16(&s, width);
-  PutU16(&s, height);
+  PutLE(&s, count, 2);
+  PutLE(&s, width, 2);
+  PutLE(&s, height, 2);
   s.push_back('\x08');
   return s;
 }
@@ -38,9 +38,8 @@ inline std::string DepthBlob(int width, int height, const std::vector<uint8_t>& 
                              const std::vector<std::array<float, 4>>& planes) {
   std::string s = MapHeader(static_cast<int>(planes.size()), width, height);
   s.append(indices.begin(), indices.end());
-  for (const auto& p : planes) {
+  for (const auto& p : planes)
     for (float f : p) PutFloat(&s, f);
-  }
   return s;
 }
 
@@ -49,28 +48,24 @@ inline std::string PanoBlob(int width, int height, const std::vector<uint8_t>& i
   std::string s = MapHeader(static_cast<int>(ids.size()) + 1, width, height);
   s.append(indices.begin(), indices.end());
   for (const auto& id : ids) s += id;
-  for (const auto& p : positions) {
-    PutFloat(&s, p[0]);
-    PutFloat(&s, p[1]);
-  }
+  for (const auto& p : positions)
+    for (float f : p) PutFloat(&s, f);
   return s;
 }
 
-// zlib's compress of `raw`, at `level`.
-inline std::string Compress(const std::string& raw, int level = Z_DEFAULT_COMPRESSION) {
+// zlib's compress of `raw`.
+inline std::string Compress(const std::string& raw) {
   uLongf size = compressBound(static_cast<uLong>(raw.size()));
   std::string out(size, '\0');
-  compress2(reinterpret_cast<Bytef*>(out.data()), &size, reinterpret_cast<const Bytef*>(raw.data()),
-            static_cast<uLong>(raw.size()), level);
+  compress(reinterpret_cast<Bytef*>(out.data()), &size, reinterpret_cast<const Bytef*>(raw.data()),
+           static_cast<uLong>(raw.size()));
   out.resize(size);
   return out;
 }
 
-// The element text of a map: base64 of the zlib stream of `raw`.
-inline QByteArray Pack(const std::string& raw) {
-  return QByteArray::fromStdString(Compress(raw)).toBase64();
-}
 inline QByteArray Base64(const std::string& bytes) { return QByteArray::fromStdString(bytes).toBase64(); }
+// The element text of a map: base64 of the zlib stream of `raw`.
+inline QByteArray Pack(const std::string& raw) { return Base64(Compress(raw)); }
 
 // A single-panorama reply carrying the two element texts (either may be omitted by passing null).
 inline QByteArray SinglePanoramaXml(const QByteArray& depth_text, const QByteArray& pano_text) {

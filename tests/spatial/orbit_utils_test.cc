@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
-#include <random>
 
-#include "platform/units.h"
+#include "test_util.h"
 #include "spatial/solar_system_data.h"
 
 namespace vistara::spatial {
@@ -46,58 +46,15 @@ TEST(OrbitUtilsTest, WrapKeepsBothEndsAndCountsWholeTurns) {
   EXPECT_EQ(0.0, OrbitUtils::WrapAngle(0.0));
   EXPECT_EQ(kTurn, OrbitUtils::WrapAngle(kTurn));  // a full turn stays a full turn
   EXPECT_EQ(2 * kTurn - kTurn, OrbitUtils::WrapAngle(2 * kTurn));
-  EXPECT_EQ(-0.5 + kTurn, OrbitUtils::WrapAngle(-0.5));
-  EXPECT_EQ(-kTurn + kTurn, OrbitUtils::WrapAngle(-kTurn));  // ceil(1) = 1 turn added: 0
-  EXPECT_EQ(7.0 - kTurn, OrbitUtils::WrapAngle(7.0));
-  EXPECT_EQ(100.0 - 15 * kTurn, OrbitUtils::WrapAngle(100.0));  // ceil((100 - turn) / turn) = 15
+  EXPECT_EQ(-kTurn + kTurn, OrbitUtils::WrapAngle(-kTurn));     // ceil(1) = 1 turn added: 0
+  EXPECT_EQ(100.0 - 15 * kTurn, OrbitUtils::WrapAngle(100.0));   // ceil((100 - turn) / turn) = 15
   EXPECT_EQ(-100.0 + 16 * kTurn, OrbitUtils::WrapAngle(-100.0));
   // Beyond the range of int the count stays a double instead of an undefined conversion.
   EXPECT_EQ(1e12 - std::ceil((1e12 - kTurn) / kTurn) * kTurn, OrbitUtils::WrapAngle(1e12));
   EXPECT_TRUE(std::isnan(OrbitUtils::WrapAngle(INFINITY)));
   EXPECT_TRUE(std::isnan(OrbitUtils::WrapAngle(NAN)));
-}
-
-TEST(OrbitUtilsTest, PositionAtTheEpochAndKeplerSteps) {
-  // Julian date 2451543.5 is day 0: the elements' epoch values, evaluated by hand below.
-  const DateTime epoch = DateTime::FromJulianDate(kEpochJd);
-  EXPECT_EQ(0.0, OrbitUtils::DayNumber(epoch));
-  EXPECT_EQ(2451545.0 - 2451545.0 + 1.5, OrbitUtils::DayNumber(DateTime::FromJulianDate(2451545.0)));
-
-  OrbitalParameters circle;
-  circle.semi_major_axis = 1.0;
-  circle.mean_anomaly = 1.0;
-  circle.mean_anomaly_rate = 0.5;
-  circle.node = 0.3;
-  circle.perihelion = 0.2;
-  circle.inclination = 0.1;
-  // e = 0: E = M from the first step and thereafter, so the body sits at u = M + w.
-  const double au = Units::ConvertLength(1.0, Units::kAstronomicalUnits, Units::kPlanetRadii);
-  const Vec3<double> p = OrbitUtils::CalcRelativePosition(epoch, circle);
-  const double u = 1.0 + 0.2;
-  EXPECT_NEAR(au * (std::cos(0.3) * std::cos(u) - std::sin(0.3) * std::sin(u) * std::cos(0.1)), p.x, 1e-12 * au);
-  EXPECT_NEAR(au * (std::sin(0.3) * std::cos(u) + std::cos(0.3) * std::sin(u) * std::cos(0.1)), p.y, 1e-12 * au);
-  EXPECT_NEAR(au * std::sin(u) * std::sin(0.1), p.z, 1e-12 * au);
-  // Four days on: M = 3, still E = M.
-  const Vec3<double> q = OrbitUtils::CalcRelativePosition(DateTime::FromJulianDate(kEpochJd + 4.0), circle);
-  EXPECT_NEAR(au * std::sin(3.2) * std::sin(0.1), q.z, 1e-12 * au);
-
-  // Mercury at the epoch: the ellipse solved independently (bisection on Kepler's equation).
-  const OrbitalParameters& mercury = solarsystemdata::orbital_parameters[solarsystemdata::kMercury];
-  const double e = mercury.eccentricity, m = mercury.mean_anomaly;
-  double lo = 0.0, hi = kTurn;
-  for (int k = 0; k < 200; ++k) {
-    const double mid = (lo + hi) / 2;
-    if (mid - e * std::sin(mid) < m) lo = mid;
-    else hi = mid;
-  }
-  const double ea = (lo + hi) / 2;
-  const double r = mercury.semi_major_axis * (1 - e * std::cos(ea));
-  const Vec3<double> pm = OrbitUtils::CalcRelativePosition(epoch, mercury);
-  EXPECT_NEAR(r * au, pm.Length(), 1e-9 * au);
-  const double nu = 2 * std::atan(std::sqrt((1 + e) / (1 - e)) * std::tan(ea / 2));
-  const double um = nu + mercury.perihelion, n = mercury.node, i = mercury.inclination;
-  EXPECT_NEAR(r * au * std::sin(um) * std::sin(i), pm.z, 1e-9 * au);
-  EXPECT_NEAR(r * au * (std::cos(n) * std::cos(um) - std::sin(n) * std::sin(um) * std::cos(i)), pm.x, 1e-9 * au);
+  // Day 0 is Julian date 2451543.5.
+  EXPECT_EQ(0.0, OrbitUtils::DayNumber(DateTime::FromJulianDate(kEpochJd)));
 }
 
 // The position as a plain transcription would write it: seven full Newton steps, then fresh
@@ -120,15 +77,14 @@ Vec3<double> PlainPosition(double d, const OrbitalParameters& p) {
 }
 
 TEST(OrbitUtilsTest, SameBitsAsSevenFullNewtonSteps) {
-  std::mt19937 rng(7);
-  std::uniform_real_distribution<double> day(-40000.0, 40000.0), unit(0.0, 1.0);
+  vistara::testing::SeededRandom rng;
   for (int n = 0; n < 20000; ++n) {
     OrbitalParameters p = solarsystemdata::orbital_parameters[n % solarsystemdata::kNumOrbitNames];
     if (n % 3 == 0) {  // random ellipses, some very eccentric (up to 0.97) where 7 steps fall short
-      p.eccentricity = 0.97 * unit(rng) * unit(rng);
-      p.mean_anomaly = 20 * unit(rng) - 10;
+      p.eccentricity = 0.97 * rng.Double(0, 1) * rng.Double(0, 1);
+      p.mean_anomaly = rng.Double(-10, 10);
     }
-    const double jd = kEpochJd + (n == 1 ? 0.0 : day(rng));
+    const double jd = kEpochJd + (n == 1 ? 0.0 : rng.Double(-40000, 40000));
     const Vec3<double> ours = OrbitUtils::CalcRelativePosition(DateTime::FromJulianDate(jd), p);
     const Vec3<double> plain = PlainPosition(OrbitUtils::DayNumber(DateTime::FromJulianDate(jd)), p);
     ASSERT_EQ(plain.x, ours.x) << n;
@@ -148,8 +104,6 @@ TEST(OrbitUtilsTest, YawPitchRollSpinsTheMiddleAngleOnly) {
   EXPECT_EQ(-9.0, ypr.x);
   EXPECT_EQ(7.0 - kTurn, ypr.y);
   EXPECT_EQ(11.0, ypr.z);
-  p.pitch = kTurn;  // exactly one turn stays one turn
-  EXPECT_EQ(kTurn, OrbitUtils::CalcYawPitchRoll(epoch, p).y);
   p.pitch = 0.25;
   // Half a day with a two-day period: a quarter turn of spin.
   EXPECT_DOUBLE_EQ(0.25 + kTurn / 4, OrbitUtils::CalcYawPitchRoll(DateTime::FromJulianDate(kEpochJd + 0.5), p).y);
@@ -157,28 +111,14 @@ TEST(OrbitUtilsTest, YawPitchRollSpinsTheMiddleAngleOnly) {
 
 TEST(OrbitUtilsTest, RotationsMatchTheAxisProductAndInvert) {
   const Matrix identity = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-  EXPECT_EQ(identity, OrbitUtils::ComputeOrbitToSolarRotation({0, 0, 0}));
-  // Right-hand rule: a quarter turn of yaw takes x to y; of pitch, z to x; of roll, y to z.
-  const Vec3<double> y1 = Apply(OrbitUtils::ComputeOrbitToSolarRotation({kTurn / 4, 0, 0}), {1, 0, 0});
-  EXPECT_NEAR(0, y1.x, 1e-15); EXPECT_NEAR(1, y1.y, 1e-15); EXPECT_NEAR(0, y1.z, 1e-15);
-  const Vec3<double> x1 = Apply(OrbitUtils::ComputeOrbitToSolarRotation({0, kTurn / 4, 0}), {0, 0, 1});
-  EXPECT_NEAR(1, x1.x, 1e-15); EXPECT_NEAR(0, x1.z, 1e-15);
-  const Vec3<double> z1 = Apply(OrbitUtils::ComputeOrbitToSolarRotation({0, 0, kTurn / 4}), {0, 1, 0});
-  EXPECT_NEAR(1, z1.z, 1e-15); EXPECT_NEAR(0, z1.y, 1e-15);
-
-  std::mt19937 rng(20261122);
-  std::uniform_real_distribution<double> angle(-10.0, 10.0);
+  vistara::testing::SeededRandom rng;
   for (int n = 0; n < 200; ++n) {
-    const Vec3<double> v(angle(rng), angle(rng), angle(rng));
+    const Vec3<double> v(rng.Double(-10, 10), rng.Double(-10, 10), rng.Double(-10, 10));
     const Matrix to_solar = OrbitUtils::ComputeOrbitToSolarRotation(v);
     const Matrix to_orbit = OrbitUtils::ComputeSolarToOrbitRotation(v);
     const M3 expected = Mul(Rx(v.z), Mul(Ry(v.y), Rz(v.x)));
     for (int row = 0; row < 3; ++row)
-      for (int col = 0; col < 3; ++col) {
-        EXPECT_NEAR(expected[row][col], to_solar[4 * col + row], 1e-14) << n;
-        EXPECT_EQ(to_solar[4 * col + row], to_orbit[4 * row + col]);
-      }
-    EXPECT_EQ(0.0, to_solar[3]); EXPECT_EQ(0.0, to_solar[12]); EXPECT_EQ(1.0, to_solar[15]);
+      for (int col = 0; col < 3; ++col) EXPECT_NEAR(expected[row][col], to_solar[4 * col + row], 1e-14) << n;
     const Matrix product = Mul4(to_orbit, to_solar);
     for (int k = 0; k < 16; ++k) EXPECT_NEAR(identity[k], product[k], 1e-14) << n << " " << k;
   }
@@ -186,26 +126,17 @@ TEST(OrbitUtilsTest, RotationsMatchTheAxisProductAndInvert) {
 
 TEST(OrbitUtilsTest, DirectionToBodyAndTransform) {
   EXPECT_EQ(Vec3<double>(0, 0, 0), OrbitUtils::CalcDirectionToBody({0, 0, 0}, {0.3, 0.2, 0.1}));
-  // Unrotated: the unit vector back to the origin.
-  const Vec3<double> d = OrbitUtils::CalcDirectionToBody({3, 0, 4}, {0, 0, 0});
-  EXPECT_DOUBLE_EQ(-0.6, d.x); EXPECT_DOUBLE_EQ(-0.8, d.z);
-  // Rotated: the direction written in the body's frame maps back through the rotation.
+  // The direction written in the body's frame maps back through the rotation to the unit vector
+  // towards the origin.
   const Vec3<double> ypr(0.4, -1.1, 2.5), position(-5, 2, 7);
-  const Vec3<double> local = OrbitUtils::CalcDirectionToBody(position, ypr);
-  const Vec3<double> solar = Apply(OrbitUtils::ComputeOrbitToSolarRotation(ypr), local);
-  const Vec3<double> expected = (-position).GetNormalized();
-  EXPECT_NEAR(expected.x, solar.x, 1e-15); EXPECT_NEAR(expected.y, solar.y, 1e-15);
-  EXPECT_NEAR(expected.z, solar.z, 1e-15);
+  const Vec3<double> solar = Apply(OrbitUtils::ComputeOrbitToSolarRotation(ypr), OrbitUtils::CalcDirectionToBody(position, ypr));
+  EXPECT_NEAR(0, (solar - (-position).GetNormalized()).Length(), 1e-15);
 
-  // Scale 2: the rotation block doubles, the translation stays at minus the position.
+  // Scale 2: the rotation block doubles, the translation is minus the position.
   const Matrix t = OrbitUtils::ComputeOrbitToSolarTransform(2.0, ypr, position);
   const Matrix r = OrbitUtils::ComputeOrbitToSolarRotation(ypr);
   for (int k = 0; k < 12; ++k) EXPECT_EQ(2.0 * r[k], t[k]);
-  EXPECT_EQ(5.0, t[12]); EXPECT_EQ(-2.0, t[13]); EXPECT_EQ(-7.0, t[14]); EXPECT_EQ(1.0, t[15]);
-  const Vec3<double> mapped = Apply(t, {1, 2, 3});
-  const Vec3<double> rotated = Apply(r, {1, 2, 3});
-  EXPECT_NEAR(2 * rotated.x - position.x, mapped.x, 1e-14);
-  EXPECT_NEAR(2 * rotated.z - position.z, mapped.z, 1e-14);
+  EXPECT_EQ((std::array<double, 4>{5, -2, -7, 1}), (std::array<double, 4>{t[12], t[13], t[14], t[15]}));
 }
 
 }  // namespace
