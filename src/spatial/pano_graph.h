@@ -13,12 +13,12 @@
 // Positions: x = longitude / 180, y = latitude / 180, z = altitude in planet radii. Distances in
 // the queries are taken directly in these units (no correction for latitude).
 //
-// Thread safety: one recursive SpinLock guards all of it. The writing and query operations take it
-// for their whole length, with one exception: UpdateConnectionLookupMap takes it only inside its
-// look-ups, and rebuilds the record's map with no lock of its own, so a caller that may race the
-// writer or another reader holds lock() around it. The accessors at the end take no lock. A reader
-// that keeps a PanoramaData* over several calls takes lock() itself. Lock order: the graph's lock
-// before the fetcher's lock, never the reverse.
+// Thread safety: one recursive SpinLock guards all of it. The writing and query operations take
+// it for their whole length. UpdateConnectionLookupMap is the exception: it takes the lock only
+// inside its look-ups and rewrites the record's map outside it, so a caller that may race another
+// thread holds lock() around it. The accessors at the end take no lock. A reader that keeps a
+// PanoramaData* over several calls takes lock() itself. Lock order: the graph's lock before the
+// fetcher's lock, never the reverse.
 #ifndef VISTARA_SPATIAL_PANO_GRAPH_H_
 #define VISTARA_SPATIAL_PANO_GRAPH_H_
 
@@ -73,8 +73,8 @@ class PanoGraph {
   // Drops the record of a known vertex; vertex, links and quad tree entry stay.
   void ClearPanoData(const QString& id);
   // Rebuilds the record's heading-to-neighbour map if its size differs from the link count.
-  // Headings are radians clockwise from north on the flat (x, y) plane, in [-pi, pi]. Writes the
-  // record outside the lock (see above): hold lock() around it.
+  // Headings are radians clockwise from north on the flat (x, y) plane, in [-pi, pi]. Rewrites the
+  // map outside the lock (see above).
   void UpdateConnectionLookupMap(const QString& id) const;
 
   // ---- Queries.

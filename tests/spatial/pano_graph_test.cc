@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "platform/units.h"
-#include "spatial/map_tile.h"
 
 namespace vistara::spatial {
 namespace {
@@ -227,11 +226,6 @@ TEST_F(GraphFixture, InferredLinks) {
   const size_t edges = Edges();
   graph_.InferMissingLinks(graph_.GetPanoramaData("a"));
   EXPECT_EQ(edges, Edges());
-}
-
-TEST(MapTileTest, HashMixesXYZoomInOrder) {
-  EXPECT_EQ(HashFinish(HashMix(HashMix(HashMix(kHashSeed, 1), 2), 3)), hash<MapTile>()(MapTile(1, 2, 3)));
-  EXPECT_NE(hash<MapTile>()(MapTile(1, 2, 3)), hash<MapTile>()(MapTile(2, 1, 3)));
 }
 
 }  // namespace
