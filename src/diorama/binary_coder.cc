@@ -202,7 +202,7 @@ uint64_t BinaryDecoder::BitsLeft() const {
 }
 
 uint32_t BinaryDecoder::BoundedCount(uint64_t count) const {
-  return count > BitsLeft() + (uint64_t{1} << 20) ? 0 : static_cast<uint32_t>(count);
+  return count > BitsLeft() + (uint64_t{1} << 12) ? 0 : static_cast<uint32_t>(count);
 }
 
 void CheckCodecVersion(int codec_version, int max_version, const char* max_name) {

@@ -201,9 +201,10 @@ class BinaryDecoder {
   static int GetVersionFromHeader(const std::string& buffer, int magic);
 
   // The count rule shared by every stream decoder. A count that claims more elements than the
-  // rest of the input could hold even at one bit each, plus 2^20, is treated as a count read past
-  // the end: 0. Smaller over-promises stay as they are and decode with a zero tail. This keeps a
-  // damaged count from allocating gigabytes.
+  // rest of the input could hold even at one bit each, plus 2^12, is treated as a count read past
+  // the end: 0. Smaller over-promises stay as they are and decode with a zero tail. So a few
+  // damaged bytes can't ask for millions of objects, while a short stream whose count promises a
+  // little more than it holds still decodes as written.
   uint32_t BoundedCount(uint64_t count) const;
   // Bits not yet consumed: in the accumulator and still in the input.
   uint64_t BitsLeft() const;
