@@ -122,16 +122,6 @@ TEST(AnimatedShapeCoderTest, EncoderRules) {
   keyframes->push_back(new Keyframe(0, new ScaleModifier));
   EXPECT_FALSE(AnimatedShapeEncoder::EncodeToBuffer(triangle, set, 3, &buffer));
 
-  // A reference of -1 is the VarInt 1; a 300-byte name's length takes 16 bits: 7 ones, a zero
-  // and 300 - 254 in 8 bits.
-  AnimationSet named;
-  named.mutable_transforms()->push_back(new AnimationTransform);
-  named.transforms()[0]->set_reference(-1);
-  named.mutable_animations()->push_back(new Animation);
-  named.animations()[0]->set_name(std::string(300, 'x'));
-  ASSERT_TRUE(AnimatedShapeEncoder::EncodeToBuffer(triangle, named, 3, &buffer));
-  EXPECT_EQ(ToHex(buffer.substr(0, 10)), "41 45 01 00 42 00 F1 E7 82 87");
-
   // Other versions: reported and null, with the shape encoder freed (ASan would see a leak).
   ScopedLogCapture capture;
   EXPECT_EQ(AnimatedShapeEncoder::CreateEncoder(2, ShapeEncoder::CreateEncoder(3)), nullptr);

@@ -76,9 +76,12 @@ TEST(ShapeCoder1Test, QuantisationAndFieldLimits) {
   EXPECT_DOUBLE_EQ(decoded.points()[1].x, 1000.0);
   EXPECT_NEAR(decoded.points()[1].y, 0.25, 0.5 * 1000.0 / 65535);
 
-  // Failures after the count: 32 bits, a unit of 0; with 31 bits the widths pass 30.
+  // Failures after the count: 32 bits, a unit of 0; with 31 bits the widths pass 30, with 30
+  // they reach it.
   Shape tri;
   MakeTriangle(&tri);
+  Encode(1, tri, &ok, [](ShapeEncoder* e) { e->set_point_bits(30); });
+  EXPECT_TRUE(ok);
   EXPECT_EQ(Encode(1, tri, &ok, [](ShapeEncoder* e) { e->set_point_bits(32); }).size(), 8u);
   EXPECT_FALSE(ok);
   EXPECT_EQ(Encode(1, tri, &ok, [](ShapeEncoder* e) { e->set_point_unit(0); }).size(), 8u);

@@ -11,9 +11,7 @@
 namespace loupe {
 namespace {
 
-using geometry3d::IndexSet;
 using geometry3d::Shape;
-using geometry3d::Vector3;
 using test_streams::MakeTriangle;
 using vistara::testing::FromHex;
 
@@ -76,12 +74,19 @@ TEST(ShapeCoder3Test, ExponentsAndWidths) {
   Shape shape;
   MakeTriangle(&shape);
   (*shape.mutable_points())[1].x = 800;
+  // The exponent lies in -32..31; out of it the stream ends after the value count.
+  Shape origin;
+  origin.mutable_points()->push_back({0, 0, 0});
+  *origin.AddNewIndexSet()->mutable_point_indices() = {0};
   bool ok = true;
-  for (int bits : {32, -33}) {
+  for (int bits : {31, -32, 32, -33}) {
     ShapeEncoder3 encoder;
     encoder.set_point_bits(bits);
-    EXPECT_EQ(Encode(&encoder, shape, &ok).size(), 10u) << bits;  // up to the value count
-    EXPECT_FALSE(ok) << bits;
+    const size_t size = Encode(&encoder, origin, &ok).size();
+    EXPECT_EQ(ok, bits == 31 || bits == -32) << bits;
+    if (!ok) {
+      EXPECT_EQ(size, 10u) << bits;
+    }
   }
   ShapeEncoder3 coarse;
   coarse.set_point_bits(-3);  // steps of 8
