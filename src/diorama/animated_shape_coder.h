@@ -65,7 +65,8 @@ class AnimatedShapeEncoder : public VersionedEncoder<AnimatedShapeStreamFamily> 
   static bool EncodeToBuffer(const geometry3d::Shape& shape,
                              const geometry3d::AnimationSet& animation_set,
                              int shape_codec_version, std::string* buffer);
-  // The animation stream's buffer_size() bytes followed by the shape stream's.
+  // The animation stream's buffer_size() bytes followed by the shape stream's. (Through a
+  // BinaryEncoder, get_buffer gives the animation stream alone.)
   void get_buffer(std::string* buffer) const;
 
   // For the formats.
