@@ -48,48 +48,26 @@ AnimatedShapeEncoder* AnimatedShapeEncoder::CreateEncoder(int codec_version,
                                                           ShapeEncoder* shape_encoder) {
   if (codec_version != AnimatedShapeEncoder1::kCodecVersion) {
     VS_LOG(FATAL) << "Invalid AnimatedShapeEncoder codec version: " << codec_version;
-    const AnimatedShapeEncoder* encoder = nullptr;
-    VS_CHECK(encoder);
-    // Reading the version through the null encoder would crash: null instead, and the shape
+    // Reading the version through a null encoder would crash: null instead, and the shape
     // encoder handed over isn't leaked.
     delete shape_encoder;
-    return nullptr;
+    return CheckCreated<AnimatedShapeEncoder>(nullptr, codec_version);
   }
-  AnimatedShapeEncoder* encoder = new AnimatedShapeEncoder1(shape_encoder);
-  VS_CHECK(encoder);
-  VS_CHECK_EQ(encoder->codec_version(), codec_version);
-  return encoder;
+  return CheckCreated<AnimatedShapeEncoder>(new AnimatedShapeEncoder1(shape_encoder),
+                                            codec_version);
 }
 
 bool AnimatedShapeEncoder::EncodeToBuffer(const Shape& shape, const AnimationSet& animation_set,
                                           int shape_codec_version, std::string* buffer) {
-  AnimatedShapeEncoder* encoder = CreateEncoder(
-      AnimatedShapeEncoder1::kCodecVersion, ShapeEncoder::CreateEncoder(shape_codec_version));
-  if (encoder == nullptr) return false;
-  const bool ok = encoder->EncodeShape(shape, animation_set);
-  encoder->get_buffer(buffer);
-  delete encoder;
-  return ok;
+  return EncodeToBufferWith(CreateEncoder(AnimatedShapeEncoder1::kCodecVersion,
+                                          ShapeEncoder::CreateEncoder(shape_codec_version)),
+                            buffer, shape, animation_set);
 }
 
 void AnimatedShapeEncoder::get_buffer(std::string* buffer) const {
-  VS_CHECK(buffer);
-  if (buffer == nullptr) return;  // nowhere to put the bytes
-  buffer->clear();
-  AppendBytes(buffer);
+  BinaryEncoder::get_buffer(buffer);
   // A shape version the factory refused leaves no shape encoder: no shape bytes.
-  if (shape_encoder_ != nullptr) shape_encoder_->AppendBytes(buffer);
-}
-
-void AnimatedShapeEncoder::set_codec_version(int codec_version) {
-  VS_CHECK_GT(codec_version, 0);
-  VS_CHECK_LE(codec_version, kMaxCodecVersion);
-  codec_version_ = codec_version;
-}
-
-void AnimatedShapeEncoder::WriteHeader() {
-  WriteBits(kMagicSignature, 16);
-  WriteBits(codec_version_, 16);
+  if (buffer != nullptr && shape_encoder_ != nullptr) shape_encoder_->AppendBytes(buffer);
 }
 
 void AnimatedShapeEncoder::WriteDoubleVec3(const Vector3<double>& v) {
@@ -217,40 +195,6 @@ bool AnimatedShapeEncoder1::EncodeRotationAxisAngleModifier(
 AnimatedShapeDecoder* AnimatedShapeDecoder::CreateDecoder(int codec_version) {
   if (codec_version == AnimatedShapeEncoder1::kCodecVersion) return new AnimatedShapeDecoder1;
   return nullptr;
-}
-
-int AnimatedShapeDecoder::GetCodecVersionFromBuffer(const std::string& buffer) {
-  return GetVersionFromHeader(buffer, AnimatedShapeEncoder::kMagicSignature);
-}
-
-bool AnimatedShapeDecoder::DecodeFromBuffer(const std::string& buffer, Shape* shape,
-                                            AnimationSet* animation_set) {
-  const int codec_version = GetCodecVersionFromBuffer(buffer);
-  if (codec_version < 0) return false;
-  std::unique_ptr<AnimatedShapeDecoder> decoder(CreateDecoder(codec_version));
-  if (decoder == nullptr) return false;
-  decoder->set_buffer(buffer);
-  return decoder->DecodeShape(shape, animation_set);
-}
-
-void AnimatedShapeDecoder::set_buffer(const std::string& buffer) {
-  buffer_ = &buffer;
-  Init(buffer);
-}
-
-void AnimatedShapeDecoder::set_codec_version(int codec_version) {
-  VS_CHECK_GT(codec_version, 0);
-  VS_CHECK_LE(codec_version, AnimatedShapeEncoder::kMaxCodecVersion);
-  codec_version_ = codec_version;
-}
-
-bool AnimatedShapeDecoder::ReadHeader() {
-  if (ReadBits(16) == static_cast<uint32_t>(AnimatedShapeEncoder::kMagicSignature)) {
-    set_codec_version(static_cast<int>(ReadBits(16)));
-  } else {
-    set_codec_version(-1);
-  }
-  return codec_version_ == AnimatedShapeEncoder1::kCodecVersion;
 }
 
 Vector3<double> AnimatedShapeDecoder::ReadDoubleVec3() {

@@ -22,7 +22,9 @@
 // shape at the byte after the animation stream, or at the one after that (one stray byte is
 // allowed), by its first byte 0x53.
 //
-// Failure is by result: false, or null from the factories. Coder objects are single-threaded.
+// The header, the version and the whole-buffer operations are the stream frame's
+// (binary_coder.h). Failure is by result: false, or null from the factories. Coder objects are
+// single-threaded.
 #ifndef VISTARA_DIORAMA_ANIMATED_SHAPE_CODER_H_
 #define VISTARA_DIORAMA_ANIMATED_SHAPE_CODER_H_
 
@@ -37,12 +39,16 @@
 
 namespace loupe {
 
-class AnimatedShapeEncoder : public BinaryEncoder {
- public:
+// The animated shape stream's header and versions.
+struct AnimatedShapeStreamFamily {
   static constexpr int kMagicSignature = 0x4541;
   static constexpr int kDefaultCodecVersion = 1;
   static constexpr int kMaxCodecVersion = 1;
+  static constexpr const char* kMaxVersionName = "AnimatedShapeEncoder::kMaxCodecVersion";
+};
 
+class AnimatedShapeEncoder : public VersionedEncoder<AnimatedShapeStreamFamily> {
+ public:
   // Takes ownership of `shape_encoder`, which writes the shape stream (null: no shape can be
   // encoded).
   explicit AnimatedShapeEncoder(ShapeEncoder* shape_encoder);
@@ -59,21 +65,16 @@ class AnimatedShapeEncoder : public BinaryEncoder {
   static bool EncodeToBuffer(const geometry3d::Shape& shape,
                              const geometry3d::AnimationSet& animation_set,
                              int shape_codec_version, std::string* buffer);
-  // The animation stream's buffer_size() bytes followed by the shape stream's.
+  // The animation stream's buffer_size() bytes followed by the shape stream's. (Through a
+  // BinaryEncoder, get_buffer gives the animation stream alone.)
   void get_buffer(std::string* buffer) const;
 
-  int codec_version() const { return codec_version_; }
-  // Reports a version outside 1..1 and stores it anyway.
-  void set_codec_version(int codec_version);
-
   // For the formats.
-  void WriteHeader();
   void WriteDoubleVec3(const geometry3d::Vector3<double>& v);
   ShapeEncoder* shape_encoder() const { return shape_encoder_.get(); }
 
  private:
   std::unique_ptr<ShapeEncoder> shape_encoder_;
-  int codec_version_ = kDefaultCodecVersion;
 };
 
 class AnimatedShapeEncoder1 : public AnimatedShapeEncoder {
@@ -99,7 +100,7 @@ class AnimatedShapeEncoder1 : public AnimatedShapeEncoder {
   bool EncodeRotationAxisAngleModifier(const geometry3d::RotationAxisAngleModifier& modifier);
 };
 
-class AnimatedShapeDecoder : public BinaryDecoder {
+class AnimatedShapeDecoder : public VersionedDecoder<AnimatedShapeStreamFamily> {
  public:
   AnimatedShapeDecoder() = default;
   virtual ~AnimatedShapeDecoder() = default;
@@ -107,28 +108,16 @@ class AnimatedShapeDecoder : public BinaryDecoder {
 
   // A new decoder for version 1, else null.
   static AnimatedShapeDecoder* CreateDecoder(int codec_version);
-  // The version in the header: -1 for fewer than 5 bytes or a wrong magic (as for shapes).
-  static int GetCodecVersionFromBuffer(const std::string& buffer);
   // False for a buffer GetCodecVersionFromBuffer refuses, a negative version or a version
-  // without a decoder; otherwise what DecodeShape returns.
+  // without a decoder; otherwise what DecodeShape returns. The shape stream is found in
+  // `buffer`, so a decoder reads it through set_buffer.
   static bool DecodeFromBuffer(const std::string& buffer, geometry3d::Shape* shape,
-                               geometry3d::AnimationSet* animation_set);
+                               geometry3d::AnimationSet* animation_set) {
+    return DecodeFromBufferWith<AnimatedShapeDecoder>(buffer, shape, animation_set);
+  }
 
-  // Decodes from `buffer`, which must outlive the decode: the shape stream is found in it.
-  void set_buffer(const std::string& buffer);
-
-  int codec_version() const { return codec_version_; }
-  void set_codec_version(int codec_version);
-
-  // For the formats. True when the header holds the magic and version 1.
-  bool ReadHeader();
+  // For the formats.
   geometry3d::Vector3<double> ReadDoubleVec3();
-  // The string given to set_buffer, null before.
-  const std::string* buffer() const { return buffer_; }
-
- private:
-  const std::string* buffer_ = nullptr;
-  int codec_version_ = -1;  // -1 until a header is read
 };
 
 class AnimatedShapeDecoder1 : public AnimatedShapeDecoder {

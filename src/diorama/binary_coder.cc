@@ -57,6 +57,21 @@ void BinaryEncoder::AppendBytes(std::string* out) const {
   }
 }
 
+void BinaryEncoder::get_buffer(std::string* buffer) const {
+  VS_CHECK(buffer);
+  if (buffer == nullptr) return;  // nowhere to put the bytes
+  buffer->clear();
+  AppendBytes(buffer);
+}
+
+void BinaryEncoder::ChargeBytesSince(int* mark, int* stat) {
+  VS_CHECK(stat);
+  if (stat == nullptr) return;  // no statistic to charge
+  const int size = buffer_size();
+  *stat += size - *mark;
+  *mark = size;
+}
+
 void BinaryEncoder::WriteFloat(float f) {
   encoder_->EnsureBits(32);  // 8 bytes
   encoder_->PutBits(std::bit_cast<uint32_t>(f), 32);
@@ -187,7 +202,16 @@ uint64_t BinaryDecoder::BitsLeft() const {
 }
 
 uint32_t BinaryDecoder::BoundedCount(uint64_t count) const {
-  return count > BitsLeft() + (uint64_t{1} << 20) ? 0 : static_cast<uint32_t>(count);
+  return count > BitsLeft() + (uint64_t{1} << 12) ? 0 : static_cast<uint32_t>(count);
+}
+
+void CheckCodecVersion(int codec_version, int max_version, const char* max_name) {
+  VS_CHECK_GT(codec_version, 0);
+  // As VS_CHECK_LE would report it, with the limit named as the caller's code spells it.
+  if (codec_version > max_version) {
+    VS_LOG(FATAL) << "Check failed: codec_version<=" << max_name << ' ' << codec_version << "<="
+                  << max_version;
+  }
 }
 
 }  // namespace loupe

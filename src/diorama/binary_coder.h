@@ -18,6 +18,15 @@
 // It keeps no error state: any bytes are safe input, and a read past the end gives 0, 0.0 or an
 // empty string, so a truncated stream usually decodes to a shorter object. Counts read from the
 // stream go through BoundedCount (see there). Objects are single-threaded.
+//
+// Every stream format opens with the same header, 32 bits:
+//
+//   16 bits  the magic of its family, low byte first (shapes 53 45, buildings 5A 42, ...)
+//   16 bits  the version
+//
+// The two coders write and read it, hand out the finished bytes and keep the byte statistics'
+// mark. VersionedEncoder and VersionedDecoder, below, add what the families with numbered
+// versions share: the version with its checks, and encoding to and decoding from a whole buffer.
 #ifndef VISTARA_DIORAMA_BINARY_CODER_H_
 #define VISTARA_DIORAMA_BINARY_CODER_H_
 
@@ -27,6 +36,7 @@
 #include <memory>
 #include <string>
 
+#include "base/logging.h"
 #include "util/coding/bitcoding.h"
 
 namespace loupe {
@@ -52,6 +62,8 @@ class BinaryEncoder {
   // Appends the buffer_size() bytes of the stream to *out, a pending partial byte included as
   // Flush would write it.
   void AppendBytes(std::string* out) const;
+  // Replaces *buffer with those bytes; reports "buffer" when it is null.
+  void get_buffer(std::string* buffer) const;
   // Whole bytes the stream takes, a partial byte not yet stored included.
   int buffer_size() const { return static_cast<int>((num_bits() + 7) / 8); }
   size_t num_bits() const { return encoder_->num_bits(); }
@@ -98,8 +110,16 @@ class BinaryEncoder {
   static int SignedBitsRequired(int i);
 
  protected:
-  BitEncoder* bit_encoder() { return encoder_.get(); }
-  const BitEncoder* bit_encoder() const { return encoder_.get(); }
+  // The header: `magic`, then `version`, 16 bits each.
+  void WriteMagicAndVersion(int magic, int version) {
+    WriteBits(magic, 16);
+    WriteBits(version, 16);
+  }
+  // The byte statistics: charges the bytes written since *mark (a pending partial byte counting
+  // as a whole one) to *stat and moves *mark to buffer_size(). So each part of a stream is
+  // charged to the statistic named right after it, and a call with stat == mark only moves the
+  // mark.
+  void ChargeBytesSince(int* mark, int* stat);
 
  private:
   void WriteVarUIntSlow(int value, int group_bits);
@@ -181,12 +201,21 @@ class BinaryDecoder {
   static int GetVersionFromHeader(const std::string& buffer, int magic);
 
   // The count rule shared by every stream decoder. A count that claims more elements than the
-  // rest of the input could hold even at one bit each, plus 2^20, is treated as a count read past
-  // the end: 0. Smaller over-promises stay as they are and decode with a zero tail. This keeps a
-  // damaged count from allocating gigabytes.
+  // rest of the input could hold even at one bit each, plus 2^12, is treated as a count read past
+  // the end: 0. Smaller over-promises stay as they are and decode with a zero tail. So a few
+  // damaged bytes can't ask for millions of objects, while a short stream whose count promises a
+  // little more than it holds still decodes as written.
   uint32_t BoundedCount(uint64_t count) const;
   // Bits not yet consumed: in the accumulator and still in the input.
   uint64_t BitsLeft() const;
+
+ protected:
+  // Reads a header: the version after `magic`, or -1 when the first 16 bits are another magic
+  // (and the version is left unread).
+  int ReadMagicAndVersion(int magic) {
+    if (ReadBits(16) != static_cast<uint32_t>(magic)) return -1;
+    return static_cast<int>(ReadBits(16));
+  }
 
  private:
   std::string ReadStringOfLength(uint32_t length);
@@ -211,6 +240,105 @@ class BinaryDecoder {
   uint32_t ReadVarUIntSlow(int group_bits);
 
   std::unique_ptr<BitDecoder> decoder_;
+};
+
+// Reports a codec version outside 1..max_version, as the checks "codec_version>0" and
+// "codec_version<=<max_name>" word it; `max_name` is the limit as the caller's code names it.
+void CheckCodecVersion(int codec_version, int max_version, const char* max_name);
+
+// The encoder side of a stream family with numbered versions. `Family` holds its
+// kMagicSignature, kDefaultCodecVersion, kMaxCodecVersion and kMaxVersionName (the limit as the
+// decoders' check names it).
+template <class Family>
+class VersionedEncoder : public BinaryEncoder {
+ public:
+  static constexpr int kMagicSignature = Family::kMagicSignature;
+  static constexpr int kDefaultCodecVersion = Family::kDefaultCodecVersion;
+  static constexpr int kMaxCodecVersion = Family::kMaxCodecVersion;
+
+  int codec_version() const { return codec_version_; }
+  // Reports a version outside 1..kMaxCodecVersion and stores it anyway.
+  void set_codec_version(int codec_version) {
+    CheckCodecVersion(codec_version, kMaxCodecVersion, "kMaxCodecVersion");
+    codec_version_ = codec_version;
+  }
+  // The header with codec_version().
+  void WriteHeader() { WriteMagicAndVersion(kMagicSignature, codec_version_); }
+
+ protected:
+  // The factories' checks on the `encoder` they made for `codec_version`: "encoder" when it is
+  // null, else that it writes that version.
+  template <class Encoder>
+  static Encoder* CheckCreated(Encoder* encoder, int codec_version) {
+    VS_CHECK(encoder);
+    if (encoder != nullptr) {
+      VS_CHECK_EQ(encoder->codec_version(), codec_version);
+    }
+    return encoder;
+  }
+  // The whole-buffer encode: `encoder`'s stream of `in...` into *buffer, the partial stream also
+  // on failure, then `encoder` is deleted. False for a null encoder or a failed encode.
+  template <class Encoder, class... In>
+  static bool EncodeToBufferWith(Encoder* encoder, std::string* buffer, const In&... in) {
+    const std::unique_ptr<Encoder> owned(encoder);
+    if (owned == nullptr) return false;
+    const bool ok = owned->EncodeShape(in...);
+    owned->get_buffer(buffer);
+    return ok;
+  }
+
+ private:
+  int codec_version_ = kDefaultCodecVersion;
+};
+
+// The decoder side of a stream family with numbered versions; see VersionedEncoder.
+template <class Family>
+class VersionedDecoder : public BinaryDecoder {
+ public:
+  // The version in the header of `buffer`: -1 for fewer than 5 bytes or another magic. The bytes
+  // are taken as signed chars, so version bytes of 128 and up give odd numbers (FF FF is -257).
+  static int GetCodecVersionFromBuffer(const std::string& buffer) {
+    return GetVersionFromHeader(buffer, Family::kMagicSignature);
+  }
+
+  // Decodes from `buffer`, which must outlive the decode.
+  void set_buffer(const std::string& buffer) {
+    buffer_ = &buffer;
+    Init(buffer);
+  }
+  // The string given to set_buffer, null before.
+  const std::string* buffer() const { return buffer_; }
+
+  int codec_version() const { return codec_version_; }
+  // Reports a version outside 1..kMaxCodecVersion and stores it anyway.
+  void set_codec_version(int codec_version) {
+    CheckCodecVersion(codec_version, Family::kMaxCodecVersion, Family::kMaxVersionName);
+    codec_version_ = codec_version;
+  }
+  // Reads the header into codec_version(): -1 for another magic, reported as "codec_version>0".
+  // True when it holds a version this family has.
+  bool ReadHeader() {
+    set_codec_version(ReadMagicAndVersion(Family::kMagicSignature));
+    return codec_version_ >= 1 && codec_version_ <= Family::kMaxCodecVersion;
+  }
+
+ protected:
+  // The whole-buffer decode: a `Decoder` made for the header's version, its DecodeShape(out...)
+  // over `buffer`. False for a buffer GetCodecVersionFromBuffer refuses, a negative version or a
+  // version without a decoder. The header is read twice, here and by the decode.
+  template <class Decoder, class... Out>
+  static bool DecodeFromBufferWith(const std::string& buffer, Out*... out) {
+    const int codec_version = GetCodecVersionFromBuffer(buffer);
+    if (codec_version < 0) return false;
+    const std::unique_ptr<Decoder> decoder(Decoder::CreateDecoder(codec_version));
+    if (decoder == nullptr) return false;
+    decoder->set_buffer(buffer);
+    return decoder->DecodeShape(out...);
+  }
+
+ private:
+  const std::string* buffer_ = nullptr;
+  int codec_version_ = -1;  // -1 until a header is read
 };
 
 }  // namespace loupe

@@ -48,11 +48,6 @@ bool BuildingZEncoder::EncodeBuildingZ(const BuildingZ& building) {
   return true;
 }
 
-void BuildingZEncoder::WriteHeader(int version) {
-  WriteBits(kMagicSignature, 16);
-  WriteBits(version, 16);
-}
-
 bool BuildingZEncoder::EncodeQuantization() {
   // -32..31 is 0..63 after adding 32, in unsigned arithmetic so that no int overflows.
   if (static_cast<unsigned>(point_bits_) + 32u > 63u) return false;
@@ -133,14 +128,6 @@ bool BuildingZEncoder::EncodeTriangleIndices(const std::vector<int>& indices) {
   return true;
 }
 
-void BuildingZEncoder::RegisterStat(int* stat) {
-  VS_CHECK(stat);
-  if (stat == nullptr) return;  // no statistic to charge
-  const int size = buffer_size();
-  *stat += size - stats_.total_bytes;
-  stats_.total_bytes = size;
-}
-
 // ---- BuildingZDecoder ----
 
 double BuildingZDecoder::point_factor() const { return Factor(point_bits_); }
@@ -154,11 +141,6 @@ bool BuildingZDecoder::DecodeBuildingZ(BuildingZ* building) {
   const int n = static_cast<int>(BoundedCount(ReadVarUInt(4)));
   for (int i = 0; i < n; ++i) DecodePolygonZ(building->AddNewPolygon());
   return true;
-}
-
-int BuildingZDecoder::ReadHeader() {
-  if (ReadBits(16) != static_cast<uint32_t>(BuildingZEncoder::kMagicSignature)) return -1;
-  return static_cast<int>(ReadBits(16));
 }
 
 bool BuildingZDecoder::DecodeQuantization() {

@@ -53,7 +53,7 @@ class BuildingZEncoder : public BinaryEncoder {
 
   BuildingZEncoder() = default;
 
-  // Appends the building's stream; read it through buffer() and buffer_size().
+  // Appends the building's stream; read it through get_buffer, or buffer() and buffer_size().
   bool EncodeBuildingZ(const geometry3d::BuildingZ& building);
 
   // The quantisation exponent: the default 8 gives steps of 1/256.
@@ -64,14 +64,14 @@ class BuildingZEncoder : public BinaryEncoder {
   const BuildingZEncoderStats& stats() const { return stats_; }
 
   // The parts of EncodeBuildingZ.
-  void WriteHeader(int version);
+  void WriteHeader(int version) { WriteMagicAndVersion(kMagicSignature, version); }
   bool EncodeQuantization();
   bool EncodePolygonZ(const geometry3d::PolygonZ& polygon);
   bool EncodePoints(const std::vector<geometry3d::Vector2<double>>& points);
   bool EncodeContourSizes(const std::vector<int>& sizes);
   bool EncodeTriangleIndices(const std::vector<int>& indices);
   // Charges the bytes since the last mark to *stat and moves the mark to buffer_size().
-  void RegisterStat(int* stat);
+  void RegisterStat(int* stat) { ChargeBytesSince(&stats_.total_bytes, stat); }
 
  private:
   int point_bits_ = 8;
@@ -90,7 +90,7 @@ class BuildingZDecoder : public BinaryDecoder {
   double point_factor() const;
 
   // The parts of DecodeBuildingZ. ReadHeader gives the version, or -1 for a wrong magic.
-  int ReadHeader();
+  int ReadHeader() { return ReadMagicAndVersion(BuildingZEncoder::kMagicSignature); }
   bool DecodeQuantization();
   bool DecodePolygonZ(geometry3d::PolygonZ* polygon);
   bool DecodePoints(std::vector<geometry3d::Vector2<double>>* points);

@@ -12,10 +12,14 @@ namespace loupe {
 
 namespace {
 
-// The format classes of each version. Versions 1 and 2 share one format, 3 has its own; a
-// version without a format gives null.
+// The format classes of each version. Versions 1 and 2 share one format, which writes the
+// version it is given; 3 has its own. A version without a format gives null.
 ShapeEncoder* NewEncoder(int codec_version) {
-  if (codec_version == 1 || codec_version == 2) return new ShapeEncoder1;
+  if (codec_version == 1 || codec_version == 2) {
+    ShapeEncoder* encoder = new ShapeEncoder1;
+    encoder->set_codec_version(codec_version);
+    return encoder;
+  }
   if (codec_version == 3) return new ShapeEncoder3;
   return nullptr;
 }
@@ -38,47 +42,18 @@ std::string ShapeEncoderStats::AsString() const {
 // ---- ShapeEncoder ----
 
 ShapeEncoder* ShapeEncoder::CreateEncoder(int codec_version) {
-  ShapeEncoder* encoder = NewEncoder(codec_version);
-  VS_CHECK(encoder);
-  if (encoder == nullptr) return nullptr;  // nothing to set up
-  if (codec_version == 1 || codec_version == 2) encoder->set_codec_version(codec_version);
-  VS_CHECK_EQ(encoder->codec_version(), codec_version);
-  return encoder;
+  return CheckCreated(NewEncoder(codec_version), codec_version);
 }
 
-bool ShapeEncoder::EncodeToBuffer(const geometry3d::Shape& shape, std::string* buffer) {
-  ShapeEncoder* encoder = CreateEncoder(kDefaultCodecVersion);
-  if (encoder == nullptr) return false;
-  const bool ok = encoder->EncodeShape(shape);
-  encoder->get_buffer(buffer);
-  delete encoder;
-  return ok;
-}
-
-void ShapeEncoder::get_buffer(std::string* buffer) const {
-  VS_CHECK(buffer);
-  if (buffer == nullptr) return;  // nowhere to put the bytes
-  buffer->clear();
-  AppendBytes(buffer);
-}
-
-void ShapeEncoder::set_codec_version(int codec_version) {
-  VS_CHECK_GT(codec_version, 0);
-  VS_CHECK_LE(codec_version, kMaxCodecVersion);
-  codec_version_ = codec_version;
-}
-
-void ShapeEncoder::WriteHeader() {
-  WriteBits(kMagicSignature, 16);
-  WriteBits(codec_version_, 16);
-}
-
-void ShapeEncoder::RegisterStat(int* stat) {
-  VS_CHECK(stat);
-  if (stat == nullptr) return;  // no statistic to charge
-  const int size = buffer_size();
-  *stat += size - stats_.total_bytes;
-  stats_.total_bytes = size;
+void ShapeEncoder::RegisterIndexStat(ShapeAttribute attribute, size_t size) {
+  static constexpr int ShapeEncoderStats::*kBytes[] = {&ShapeEncoderStats::point_index_bytes,
+                                                       &ShapeEncoderStats::normal_index_bytes,
+                                                       &ShapeEncoderStats::tex_coord_index_bytes};
+  static constexpr int ShapeEncoderStats::*kCounts[] = {&ShapeEncoderStats::num_point_indices,
+                                                        &ShapeEncoderStats::num_normal_indices,
+                                                        &ShapeEncoderStats::num_tex_coord_indices};
+  RegisterStat(&(stats_.*kBytes[attribute]));
+  stats_.*kCounts[attribute] += static_cast<int>(size);
 }
 
 void ShapeEncoder::WriteFloatUnit(float v, int bits) {
@@ -106,40 +81,6 @@ ShapeDecoder* ShapeDecoder::CreateDecoder(int codec_version) {
   ShapeDecoder* decoder = NewDecoder(codec_version);
   VS_CHECK(decoder);
   return decoder;
-}
-
-int ShapeDecoder::GetCodecVersionFromBuffer(const std::string& buffer) {
-  return GetVersionFromHeader(buffer, ShapeEncoder::kMagicSignature);
-}
-
-bool ShapeDecoder::DecodeFromBuffer(const std::string& buffer, geometry3d::Shape* shape) {
-  const int codec_version = GetCodecVersionFromBuffer(buffer);
-  if (codec_version < 0) return false;
-  ShapeDecoder* decoder = CreateDecoder(codec_version);
-  if (decoder == nullptr) return false;
-  decoder->set_buffer(buffer);
-  const bool ok = decoder->DecodeShape(shape);
-  delete decoder;
-  return ok;
-}
-
-void ShapeDecoder::set_buffer(const std::string& buffer) {
-  Init(buffer);
-}
-
-void ShapeDecoder::set_codec_version(int codec_version) {
-  VS_CHECK_GT(codec_version, 0);
-  VS_CHECK_LE(codec_version, ShapeEncoder::kMaxCodecVersion);
-  codec_version_ = codec_version;
-}
-
-bool ShapeDecoder::ReadHeader() {
-  if (ReadBits(16) == static_cast<uint32_t>(ShapeEncoder::kMagicSignature)) {
-    set_codec_version(static_cast<int>(ReadBits(16)));
-  } else {
-    set_codec_version(-1);
-  }
-  return codec_version_ >= 1 && codec_version_ <= ShapeEncoder::kMaxCodecVersion;
 }
 
 float ShapeDecoder::ReadFloatUnit(int bits) {

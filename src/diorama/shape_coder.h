@@ -12,15 +12,19 @@
 //   FloatURange(v, max, bits) lrintf(float(M) * v / max); read back as n * max / M
 //   ColorRGB888(c)            FloatUnit of red, green, blue with 8 bits each
 //
-// ShapeEncoder and ShapeDecoder are abstract; the formats derive from them. CreateEncoder and
-// CreateDecoder return a new object the caller deletes, or null for a version without a format.
+// ShapeEncoder and ShapeDecoder are abstract; the formats derive from them. The header, the
+// version and the whole-buffer operations are the stream frame's (binary_coder.h). CreateEncoder
+// and CreateDecoder return a new object the caller deletes, or null for a version without a
+// format.
 // Failure is by result (false, null, -1); checks report "Check failed: ..." and go on. Coder
 // objects are single-threaded.
 #ifndef VISTARA_DIORAMA_SHAPE_CODER_H_
 #define VISTARA_DIORAMA_SHAPE_CODER_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "diorama/binary_coder.h"
 #include "util/geometry3d/mesh/shape.h"
@@ -36,6 +40,24 @@ constexpr uint64_t MaxQuantised(int bits) {
 
 // The widest per-axis field a stream may declare; wider ones are refused.
 constexpr int kMaxAxisWidth = 30;
+
+// The three attributes an index set refers to, in the order the streams write their lists.
+enum ShapeAttribute { kPoints, kNormals, kTexCoords, kNumShapeAttributes };
+constexpr ShapeAttribute kShapeAttributes[] = {kPoints, kNormals, kTexCoords};
+
+// The index list of `attribute` in `index_set`.
+inline const std::vector<int>& AttributeIndices(const geometry3d::IndexSet& index_set,
+                                                ShapeAttribute attribute) {
+  return attribute == kPoints    ? index_set.point_indices()
+         : attribute == kNormals ? index_set.normal_indices()
+                                 : index_set.tex_coord_indices();
+}
+inline std::vector<int>* MutableAttributeIndices(geometry3d::IndexSet* index_set,
+                                                 ShapeAttribute attribute) {
+  return attribute == kPoints    ? index_set->mutable_point_indices()
+         : attribute == kNormals ? index_set->mutable_normal_indices()
+                                 : index_set->mutable_tex_coord_indices();
+}
 
 // Bytes and counts of each part of an encoded stream.
 struct ShapeEncoderStats {
@@ -59,12 +81,16 @@ struct ShapeEncoderStats {
   std::string AsString() const;
 };
 
-class ShapeEncoder : public BinaryEncoder {
- public:
+// The shape stream's header and versions.
+struct ShapeStreamFamily {
   static constexpr int kMagicSignature = 0x4553;
   static constexpr int kDefaultCodecVersion = 3;
   static constexpr int kMaxCodecVersion = 3;
+  static constexpr const char* kMaxVersionName = "ShapeEncoder::kMaxCodecVersion";
+};
 
+class ShapeEncoder : public VersionedEncoder<ShapeStreamFamily> {
+ public:
   ShapeEncoder() = default;
   virtual ~ShapeEncoder() = default;
   // Appends the shape's stream; false when the shape can't be encoded (the stream so far stays).
@@ -73,14 +99,10 @@ class ShapeEncoder : public BinaryEncoder {
   // A new encoder for `codec_version` (1 and 2 share a format, 3 has its own), or null.
   static ShapeEncoder* CreateEncoder(int codec_version);
   // Encodes with the default settings into *buffer (also on failure: the partial stream).
-  static bool EncodeToBuffer(const geometry3d::Shape& shape, std::string* buffer);
-  // Replaces *buffer with the buffer_size() bytes of the stream, a pending partial byte
-  // included as Flush would write it.
-  void get_buffer(std::string* buffer) const;
+  static bool EncodeToBuffer(const geometry3d::Shape& shape, std::string* buffer) {
+    return EncodeToBufferWith(CreateEncoder(kDefaultCodecVersion), buffer, shape);
+  }
 
-  int codec_version() const { return codec_version_; }
-  // Reports a version outside 1..3 and stores it anyway.
-  void set_codec_version(int codec_version);
   double point_unit() const { return point_unit_; }
   void set_point_unit(double v) { point_unit_ = v; }
   int point_bits() const { return point_bits_; }
@@ -93,16 +115,16 @@ class ShapeEncoder : public BinaryEncoder {
   ShapeEncoderStats* mutable_stats() { return &stats_; }
 
   // For the formats.
-  void WriteHeader();
   // Charges the bytes since the last mark to *stat and moves the mark to buffer_size().
-  void RegisterStat(int* stat);
+  void RegisterStat(int* stat) { ChargeBytesSince(&stats_.total_bytes, stat); }
+  // After an index list of `attribute`: charges its bytes and counts its `size` indices.
+  void RegisterIndexStat(ShapeAttribute attribute, size_t size);
   void WriteFloatUnit(float v, int bits);
   // A `max` of 0 reports "Check failed: " and goes on.
   void WriteFloatURange(float value, float max, int bits);
   void WriteColorRGB888(const geometry3d::Vector3<float>& c);
 
  private:
-  int codec_version_ = kDefaultCodecVersion;
   double point_unit_ = 1.0;  // version 1: the point range
   int point_bits_ = 8;
   int normal_bits_ = 8;
@@ -110,7 +132,7 @@ class ShapeEncoder : public BinaryEncoder {
   ShapeEncoderStats stats_;
 };
 
-class ShapeDecoder : public BinaryDecoder {
+class ShapeDecoder : public VersionedDecoder<ShapeStreamFamily> {
  public:
   ShapeDecoder() = default;
   virtual ~ShapeDecoder() = default;
@@ -119,18 +141,12 @@ class ShapeDecoder : public BinaryDecoder {
 
   // A new decoder for `codec_version`, or null. The version is set by the header read.
   static ShapeDecoder* CreateDecoder(int codec_version);
-  // The version in the header: -1 for fewer than 5 bytes or a wrong magic. The bytes are taken
-  // as signed chars, so version bytes of 128 and up give odd numbers (FF FF is -257).
-  static int GetCodecVersionFromBuffer(const std::string& buffer);
   // False for a buffer GetCodecVersionFromBuffer refuses, a negative version or a version
   // without a decoder; otherwise what DecodeShape returns.
-  static bool DecodeFromBuffer(const std::string& buffer, geometry3d::Shape* shape);
+  static bool DecodeFromBuffer(const std::string& buffer, geometry3d::Shape* shape) {
+    return DecodeFromBufferWith<ShapeDecoder>(buffer, shape);
+  }
 
-  // Decodes from `buffer`, which must outlive the decode.
-  void set_buffer(const std::string& buffer);
-
-  int codec_version() const { return codec_version_; }
-  void set_codec_version(int codec_version);
   double point_unit() const { return point_unit_; }
   void set_point_unit(double v) { point_unit_ = v; }
   int point_bits() const { return point_bits_; }
@@ -140,14 +156,12 @@ class ShapeDecoder : public BinaryDecoder {
   int tex_coord_bits() const { return tex_coord_bits_; }
   void set_tex_coord_bits(int v) { tex_coord_bits_ = v; }
 
-  // For the formats. True when the header holds the magic and a version in 1..3.
-  bool ReadHeader();
+  // For the formats.
   float ReadFloatUnit(int bits);
   float ReadFloatURange(float max, int bits);
   geometry3d::Vector3<float> ReadColorRGB888();
 
  private:
-  int codec_version_ = -1;  // -1 until a header is read
   double point_unit_ = 1.0;
   int point_bits_ = 8;
   int normal_bits_ = 8;

@@ -130,18 +130,13 @@ bool ShapeEncoder1::EncodeMaterial(const Material& m) {
 }
 
 bool ShapeEncoder1::EncodeIndexSet(const IndexSet& s) {
-  ShapeEncoderStats* stats = mutable_stats();
   WriteBits(s.format(), 8);
   WriteBits(s.material_index(), 16);
-  if (!EncodeIndices(s.point_indices())) return false;
-  RegisterStat(&stats->point_index_bytes);
-  stats->num_point_indices += static_cast<int>(s.point_indices().size());
-  if (!EncodeIndices(s.normal_indices())) return false;
-  RegisterStat(&stats->normal_index_bytes);
-  stats->num_normal_indices += static_cast<int>(s.normal_indices().size());
-  if (!EncodeIndices(s.tex_coord_indices())) return false;
-  RegisterStat(&stats->tex_coord_index_bytes);
-  stats->num_tex_coord_indices += static_cast<int>(s.tex_coord_indices().size());
+  for (const ShapeAttribute a : kShapeAttributes) {
+    const std::vector<int>& indices = AttributeIndices(s, a);
+    if (!EncodeIndices(indices)) return false;
+    RegisterIndexStat(a, indices.size());
+  }
   return true;
 }
 
@@ -263,9 +258,10 @@ bool ShapeDecoder1::DecodeIndexSet(IndexSet* index_set) {
   if (index_set == nullptr) return false;
   index_set->set_format(static_cast<int>(ReadBits(8)));
   index_set->set_material_index(ReadInt(16));
-  return DecodeIndices(index_set->mutable_point_indices()) &&
-         DecodeIndices(index_set->mutable_normal_indices()) &&
-         DecodeIndices(index_set->mutable_tex_coord_indices());
+  for (const ShapeAttribute a : kShapeAttributes) {
+    if (!DecodeIndices(MutableAttributeIndices(index_set, a))) return false;
+  }
+  return true;
 }
 
 bool ShapeDecoder1::DecodeIndices(std::vector<int>* indices) {

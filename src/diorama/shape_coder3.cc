@@ -45,19 +45,20 @@ bool ShapeEncoder3::EncodeShape(const Shape& shape) {
   }
   RegisterStat(&stats->total_bytes);
 
-  if (!EncodeValues<Vector3<double>, Vector3<int>>(shape.points(), point_bits(), point_order_)) {
+  if (!EncodeValues<Vector3<double>, Vector3<int>>(shape.points(), point_bits(),
+                                                   point_order())) {
     return false;
   }
   RegisterStat(&stats->point_bytes);
   stats->num_points = static_cast<int>(shape.points().size());
   if (!EncodeValues<Vector3<float>, Vector3<int>>(shape.normals(), normal_bits(),
-                                                  normal_order_)) {
+                                                  normal_order())) {
     return false;
   }
   RegisterStat(&stats->normal_bytes);
   stats->num_normals = static_cast<int>(shape.normals().size());
   if (!EncodeValues<Vector2<float>, Vector2<int>>(shape.tex_coords(), tex_coord_bits(),
-                                                  tex_coord_order_)) {
+                                                  tex_coord_order())) {
     return false;
   }
   RegisterStat(&stats->tex_coord_bytes);
@@ -69,16 +70,15 @@ bool ShapeEncoder3::EncodeShape(const Shape& shape) {
 }
 
 bool ShapeEncoder3::InitMaps(const Shape& shape) {
-  point_index_map_.resize(shape.points().size(), -1);
-  normal_index_map_.resize(shape.normals().size(), -1);
-  tex_coord_index_map_.resize(shape.tex_coords().size(), -1);
-  point_position_ = normal_position_ = tex_coord_position_ = 0;
-  point_order_.clear();
-  normal_order_.clear();
-  tex_coord_order_.clear();
-  point_order_.reserve(shape.points().size());
-  normal_order_.reserve(shape.normals().size());
-  tex_coord_order_.reserve(shape.tex_coords().size());
+  const size_t pool_sizes[] = {shape.points().size(), shape.normals().size(),
+                               shape.tex_coords().size()};
+  for (const ShapeAttribute a : kShapeAttributes) {
+    Attribute& attribute = attributes_[a];
+    attribute.index_map.resize(pool_sizes[a], -1);
+    attribute.position = 0;
+    attribute.order.clear();
+    attribute.order.reserve(pool_sizes[a]);
+  }
   return true;
 }
 
@@ -96,27 +96,17 @@ bool ShapeEncoder3::EncodeMaterial(const Material& m) {
 }
 
 bool ShapeEncoder3::EncodeIndexSet(const IndexSet& s) {
-  ShapeEncoderStats* stats = mutable_stats();
   WriteVarUInt(s.format(), 4);
   WriteVarInt(s.material_index(), 4);
-  if (!EncodeOffsetIndices(s.point_indices(), &point_index_map_, &point_position_,
-                           &point_order_)) {
-    return false;
+  for (const ShapeAttribute a : kShapeAttributes) {
+    const std::vector<int>& indices = AttributeIndices(s, a);
+    Attribute& attribute = attributes_[a];
+    if (!EncodeOffsetIndices(indices, &attribute.index_map, &attribute.position,
+                             &attribute.order)) {
+      return false;
+    }
+    RegisterIndexStat(a, indices.size());
   }
-  RegisterStat(&stats->point_index_bytes);
-  stats->num_point_indices += static_cast<int>(s.point_indices().size());
-  if (!EncodeOffsetIndices(s.normal_indices(), &normal_index_map_, &normal_position_,
-                           &normal_order_)) {
-    return false;
-  }
-  RegisterStat(&stats->normal_index_bytes);
-  stats->num_normal_indices += static_cast<int>(s.normal_indices().size());
-  if (!EncodeOffsetIndices(s.tex_coord_indices(), &tex_coord_index_map_, &tex_coord_position_,
-                           &tex_coord_order_)) {
-    return false;
-  }
-  RegisterStat(&stats->tex_coord_index_bytes);
-  stats->num_tex_coord_indices += static_cast<int>(s.tex_coord_indices().size());
   return true;
 }
 
@@ -237,10 +227,10 @@ bool ShapeDecoder3::DecodeShape(Shape* shape) {
 }
 
 bool ShapeDecoder3::InitMaps() {
-  point_history_.clear();
-  normal_history_.clear();
-  tex_coord_history_.clear();
-  next_point_index_ = next_normal_index_ = next_tex_coord_index_ = 0;
+  for (Attribute& attribute : attributes_) {
+    attribute.history.clear();
+    attribute.next_index = 0;
+  }
   return true;
 }
 
@@ -264,12 +254,14 @@ bool ShapeDecoder3::DecodeIndexSet(IndexSet* index_set) {
   if (index_set == nullptr) return false;
   index_set->set_format(static_cast<int>(ReadVarUInt(4)));
   index_set->set_material_index(ReadVarInt(4));
-  return DecodeOffsetIndices(&point_history_, &next_point_index_,
-                             index_set->mutable_point_indices()) &&
-         DecodeOffsetIndices(&normal_history_, &next_normal_index_,
-                             index_set->mutable_normal_indices()) &&
-         DecodeOffsetIndices(&tex_coord_history_, &next_tex_coord_index_,
-                             index_set->mutable_tex_coord_indices());
+  for (const ShapeAttribute a : kShapeAttributes) {
+    Attribute& attribute = attributes_[a];
+    if (!DecodeOffsetIndices(&attribute.history, &attribute.next_index,
+                             MutableAttributeIndices(index_set, a))) {
+      return false;
+    }
+  }
+  return true;
 }
 
 bool ShapeDecoder3::DecodeOffsetIndices(std::vector<int>* index_map, int* next_index,

