@@ -3,23 +3,18 @@
 #include <json/json.h>
 
 #include <cmath>
-#include <cstdio>
 #include <string>
 
 #include "platform/units.h"
 #include "spatial/orbit_manager.h"
 #include "spatial/solar_system_data.h"
+#include "test_util.h"
 
 namespace {
 
 std::string RunCli(const std::string& args) {
   std::string out;
-  FILE* pipe = popen((std::string(VISTARA_CLI_PATH) + " " + args).c_str(), "r");
-  if (!pipe) return out;
-  char buffer[4096];
-  size_t n;
-  while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) out.append(buffer, n);
-  pclose(pipe);
+  vistara::testing::RunShell(std::string(VISTARA_CLI_PATH) + " " + args, &out);
   return out;
 }
 
