@@ -10,7 +10,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iostream>
+#include <istream>
+#include <ostream>
 #include <map>
 #include <memory>
 #include <sstream>
@@ -24,13 +25,14 @@ namespace vistara::cli {
 
 namespace {
 
-std::string Shortest(double v) {
+std::string NumberText(double v) {
   char text[32];
   std::snprintf(text, sizeof text, "%.15g", v);
   return text;
 }
 
-bool WholeNumber(const std::string& text, double* value) {
+// The whole text as a finite number.
+bool FiniteNumber(const std::string& text, double* value) {
   if (text.empty() || std::isspace(static_cast<unsigned char>(text[0]))) return false;
   char* end = nullptr;
   *value = std::strtod(text.c_str(), &end);
@@ -89,9 +91,9 @@ std::optional<DateTime> IsoDate(const std::string& text) {
 
 std::string Range::Text() const {
   const bool has_low = std::isfinite(low), has_high = std::isfinite(high);
-  if (has_low && has_high && !above_low) return "in " + Shortest(low) + ".." + Shortest(high);
-  std::string text = has_low ? (above_low ? "above " : "at least ") + Shortest(low) : "";
-  if (has_high) text += (has_low ? " and at most " : "at most ") + Shortest(high);
+  if (has_low && has_high && !above_low) return "in " + NumberText(low) + ".." + NumberText(high);
+  std::string text = has_low ? (above_low ? "above " : "at least ") + NumberText(low) : "";
+  if (has_high) text += (has_low ? " and at most " : "at most ") + NumberText(high);
   return text.empty() ? "a number" : text;
 }
 
@@ -113,7 +115,7 @@ bool ParseInt(const std::string& text, const Range& range, int* value, std::stri
 
 bool ParseNumber(const std::string& text, const Range& range, double* value, std::string* error) {
   double v = 0;
-  if (!WholeNumber(text, &v)) {
+  if (!FiniteNumber(text, &v)) {
     *error = "'" + text + "' is not a number";
     return false;
   }
@@ -134,7 +136,7 @@ bool ParseLatLon(const std::string& text, LatLon* value, std::string* error) {
   std::istringstream in(words);
   std::string lat, lon, rest;
   LatLon v;
-  if (!(in >> lat >> lon) || (in >> rest) || !WholeNumber(lat, &v.lat) || !WholeNumber(lon, &v.lon)) {
+  if (!(in >> lat >> lon) || (in >> rest) || !FiniteNumber(lat, &v.lat) || !FiniteNumber(lon, &v.lon)) {
     *error = "'" + text + "' is not LAT,LON (degrees)";
     return false;
   }
@@ -161,7 +163,7 @@ bool ParseDuration(const std::string& text, double* seconds, std::string* error)
   static const std::map<char, double> kUnits = {{'d', 86400.0}, {'h', 3600.0}, {'m', 60.0}, {'s', 1.0}};
   double number = 0;
   const auto unit = text.empty() ? kUnits.end() : kUnits.find(text.back());
-  if (unit == kUnits.end() || !WholeNumber(text.substr(0, text.size() - 1), &number) || !(number > 0) ||
+  if (unit == kUnits.end() || !FiniteNumber(text.substr(0, text.size() - 1), &number) || !(number > 0) ||
       !std::isfinite(number * unit->second)) {
     *error = "'" + text + "' is not a duration (a number above 0 and d, h, m or s, as in 10d)";
     return false;
@@ -310,7 +312,8 @@ std::string Reason(const CLI::ParseError& e, const CLI::App& root, const CLI::Ap
     return (first.empty() || option ? "no operation given" : "unknown operation '" + first + "'") + " (" + names + ")";
   }
   if (dynamic_cast<const CLI::ExtrasError*>(&e)) {
-    return option ? "unknown option " + first + " (see '" + CommandPath(at) + " --help')" : "unexpected argument '" + first + "'";
+    return option ? "unknown option " + first + " (see '" + CommandPath(at) + " --help')"
+                  : "unexpected argument '" + first + "'";
   }
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&e)) {
     const std::string what = e.what();

@@ -104,7 +104,7 @@ std::vector<const CLI::Option*> GlobalOptions(const CLI::App& app) {
   const CLI::App* root = &app;
   while (root->get_parent()) root = root->get_parent();
   std::vector<const CLI::Option*> options = Options(*root);
-  options.insert(options.begin() + 2, root->get_help_ptr());  // after --json and --verbose
+  options.push_back(root->get_help_ptr());
   return options;
 }
 

@@ -105,7 +105,8 @@ int Series(Io& io, const PlanetsOptions& o, const spatial::OrbitManager& manager
   const long rows = static_cast<long>(std::floor(span / step + 1e-6)) + 1;
 
   const bool absolute = o.relative_to == "none";
-  const QString name = QString::fromStdString(*o.body), reference = absolute ? QString() : QString::fromStdString(o.relative_to);
+  const QString name = QString::fromStdString(*o.body);
+  const QString reference = absolute ? QString() : QString::fromStdString(o.relative_to);
   Json::Value root(Json::objectValue);
   root["body"] = *o.body;
   root["relative_to"] = absolute ? Json::Value() : Json::Value(o.relative_to);

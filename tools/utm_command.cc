@@ -93,20 +93,22 @@ int RunFrom(Io& io, const std::vector<std::string>& words) {
 }
 
 void Declare(CLI::App* command) {
-  CLI::App* to = AddOperation(command, "to", "the UTM zone, easting and northing of positions",
-                              "Prints, as in \"31 U  448251.90 m E  5411943.79 m N\", the zone, the easting and the\n"
-                              "northing of a position; south of the equator the northing reads \"m S\" and keeps the\n"
-                              "10 000 km false northing. Bands run from C (-80) to X (84). With no position, each line of\n"
-                              "standard input is one, as \"LAT LON\" or \"LAT,LON\".\n");
+  CLI::App* to = AddOperation(
+      command, "to", "the UTM zone, easting and northing of positions",
+      "Prints, as in \"31 U  448251.90 m E  5411943.79 m N\", the zone, the easting and the\n"
+      "northing of a position; south of the equator the northing reads \"m S\" and keeps the\n"
+      "10 000 km false northing. Bands run from C (-80) to X (84). With no position, each line of\n"
+      "standard input is one, as \"LAT LON\" or \"LAT,LON\".\n");
   auto to_options = std::make_shared<ToOptions>();
   CLI::Option* lat = AddNumber(to, "LATITUDE", &to_options->lat, {-90, 90}, "degrees north");
   lat->needs(AddNumber(to, "LONGITUDE", &to_options->lon, {-180, 180}, "degrees east"));
   SetRun(to, [to_options](Io& io) { return RunTo(io, *to_options); });
 
-  CLI::App* from = AddOperation(command, "from", "the latitude and longitude of UTM positions",
-                                "Reads one text such as \"31U 448251 5411932\", or its three words, and prints latitude and\n"
-                                "longitude in degrees. Only whole metres count: fractions and units are ignored. With no\n"
-                                "text, each line of standard input is one.\n");
+  CLI::App* from = AddOperation(
+      command, "from", "the latitude and longitude of UTM positions",
+      "Reads one text such as \"31U 448251 5411932\", or its three words, and prints latitude and\n"
+      "longitude in degrees. Only whole metres count: fractions and units are ignored. With no\n"
+      "text, each line of standard input is one.\n");
   auto words = std::make_shared<std::vector<std::string>>();
   from->add_option("UTM", *words, "\"ZONE EASTING NORTHING\" as one text or three words");
   SetRun(from, [words](Io& io) { return RunFrom(io, *words); });

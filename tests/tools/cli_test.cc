@@ -170,8 +170,8 @@ TEST_P(CliTable, Runs) {
     EXPECT_EQ(r.exit_status, o.status) << "stdout:\n" << o.out << "stderr:\n" << o.err;
     EXPECT_EQ(r.stdout_exact.value_or(o.out), o.out);
     EXPECT_EQ(r.stderr_exact.value_or(o.err), o.err);
-    for (const auto& [patterns, text] : {std::pair(&r.stdout_patterns, &o.out), std::pair(&r.stderr_patterns, &o.err)}) {
-      for (const auto& p : *patterns) EXPECT_TRUE(std::regex_search(*text, std::regex(p))) << "no /" << p << "/ in:\n" << *text;
+    for (const auto& [patterns, text] : {std::pair(&r.stdout_patterns, &o.out), {&r.stderr_patterns, &o.err}}) {
+      for (const auto& p : *patterns) EXPECT_TRUE(std::regex_search(*text, std::regex(p))) << "no /" << p << "/ in\n" << *text;
     }
   }
 }

@@ -71,7 +71,8 @@ TEST(ObjFileTest, ReadAndWriteAgreeWithTinyobjloader) {
   Shape shape;
   std::string error;
   std::vector<std::string> warnings;
-  ASSERT_TRUE(cli::obj::ReadObj(ReadFile(kCube + ".obj"), VISTARA_TEST_DATA_DIR "/shape", &shape, &error, &warnings)) << error;
+  ASSERT_TRUE(cli::obj::ReadObj(ReadFile(kCube + ".obj"), VISTARA_TEST_DATA_DIR "/shape", &shape, &error, &warnings))
+      << error;
   EXPECT_TRUE(warnings.empty());
   ASSERT_TRUE(shape.Validate(&error)) << error;
   // Quads stay whole, as one polygon set with its delimiters (shape.cases shows the sets' sizes).
@@ -122,7 +123,8 @@ TEST(ObjFileTest, CubeRoundTripsThroughEveryStreamVersion) {
   for (int version = 1; version <= 3; ++version) {
     SCOPED_TRACE("version " + std::to_string(version));
     const std::string stream = dir / "cube.shape", obj = dir / "cube";
-    ASSERT_EQ(RunShell(cli + " shape encode " + kCube + ".obj " + stream + " --version " + std::to_string(version), &out), 0);
+    const std::string v = " --version " + std::to_string(version);
+    ASSERT_EQ(RunShell(cli + " shape encode " + kCube + ".obj " + stream + v, &out), 0);
     ASSERT_EQ(RunShell(cli + " shape decode " + stream + " " + obj + ".obj", &out), 0);
     // The cube's coordinates and colours sit on the quantisation grid of every version.
     const tinyobj::ObjReader decoded = Parse(ReadFile(obj + ".obj"), ReadFile(obj + ".mtl"));
