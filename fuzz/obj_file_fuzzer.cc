@@ -14,6 +14,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::string error, mtl;
   if (!ReadObj(std::string(reinterpret_cast<const char*>(data), size), "/nonexistent", &shape, &error)) return 0;
   if (!shape.Validate(&error)) std::abort();
+  // Materials (defaults for names no library defines) travel only with an MTL library, which this
+  // round trip leaves out.
+  if (!shape.materials().empty()) return 0;
   if (!ReadObj(vistara::cli::obj::WriteObj(shape, "", &mtl), "", &again, &error)) std::abort();
   if (!shape.IsEqual(again)) std::abort();  // pools and set formats
   for (size_t i = 0; i < shape.index_sets().size(); ++i) {

@@ -1,18 +1,11 @@
 // vistara-spatial building: 2.5-D buildings as JSON, extruded into OBJ meshes or coded as
 // building streams.
-//   building extrude IN.json OUT.obj [--base-z Z]
-//   building encode IN.json OUT [--point-bits N]
-//   building decode IN OUT.json
-// The JSON: {"polygons": [{"points": [[x, y], ...], "contours": [n, ...], "triangles": [i, ...],
-// "z": h}, ...]}; contours default to one of all points, triangles to none, z to 0.
-// "-" stands for standard input or output.
-#include <cerrno>
 #include <climits>
 #include <cmath>
-#include <cstdlib>
 #include <exception>
 #include <memory>
 #include <optional>
+#include <sstream>
 
 #include "base/logging.h"
 #include "cli.h"
@@ -27,8 +20,6 @@ namespace {
 
 using geometry3d::BuildingZ;
 using geometry3d::PolygonZ;
-
-std::string Name(const std::string& path) { return path == "-" ? "stdin" : path; }
 
 // Keeps the first error the library logs (its reason for a false result) and passes every report
 // on to the sink it replaces, so that --verbose still shows them.
@@ -107,25 +98,38 @@ bool ReadPolygon(const Json::Value& p, PolygonZ* polygon, std::string* error) {
   return true;
 }
 
-bool ReadBuilding(Invocation& inv, const std::string& path, BuildingZ* building, std::string* error) {
+// jsoncpp's reasons come as "* Line 2, Column 1\n  Missing ',' or ']' ...\n": here on one line.
+std::string OneLine(const std::string& reason) {
+  std::istringstream in(reason);
+  std::string out;
+  for (std::string line; std::getline(in, line);) {
+    const size_t start = line.find_first_not_of(" *");
+    if (start == std::string::npos) continue;
+    line = line.substr(start);
+    out += (out.empty() ? "" : line.rfind("Line ", 0) == 0 ? "; " : ": ") + line;
+  }
+  return out;
+}
+
+bool ReadBuilding(Io& io, const std::string& path, BuildingZ* building, std::string* error) {
   std::string text;
-  if (!obj::ReadInput(path, inv.in(), &text, error)) return false;
+  if (!io.Read(path, &text, error)) return false;
   Json::CharReaderBuilder builder;
   Json::CharReaderBuilder::strictMode(&builder.settings_);
   std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   Json::Value root;
   std::string parse_error;
   if (!reader->parse(text.data(), text.data() + text.size(), &root, &parse_error)) {
-    *error = Name(path) + ": not JSON: " + parse_error.substr(0, parse_error.find('\n'));
+    *error = DisplayName(path) + ": not JSON: " + OneLine(parse_error);
     return false;
   }
   if (!root.isObject() || !root["polygons"].isArray()) {
-    *error = Name(path) + ": needs an object with \"polygons\": [...]";
+    *error = DisplayName(path) + ": needs an object with \"polygons\": [...]";
     return false;
   }
   for (Json::ArrayIndex i = 0; i < root["polygons"].size(); ++i) {
     if (!ReadPolygon(root["polygons"][i], building->AddNewPolygon(), error)) {
-      *error = Name(path) + ": polygon " + std::to_string(i) + ": " + *error;
+      *error = DisplayName(path) + ": polygon " + std::to_string(i) + ": " + *error;
       return false;
     }
   }
@@ -155,18 +159,14 @@ Json::Value BuildingJson(const BuildingZ& building) {
   return root;
 }
 
-int Extrude(Invocation& inv, const std::vector<std::string>& files) {
-  if (files.size() != 2) return inv.Fail("building extrude needs IN.json and OUT.obj");
-  std::optional<double> base_z;
-  if (auto text = inv.Option("base-z")) {
-    char* end = nullptr;
-    const double z = std::strtod(text->c_str(), &end);
-    if (text->empty() || *end || !std::isfinite(z)) return inv.Fail("--base-z must be a number, got '" + *text + "'");
-    base_z = z;
-  }
+struct Files {
+  std::string in, out;
+};
+
+int Extrude(Io& io, const Files& f, const std::optional<double>& base_z) {
   BuildingZ building;
   std::string error;
-  if (!ReadBuilding(inv, files[0], &building, &error)) return inv.Fail(error);
+  if (!ReadBuilding(io, f.in, &building, &error)) return io.Fail(error);
   geometry3d::Shape shape;
   FirstErrorSink sink;
   bool ok;
@@ -179,27 +179,20 @@ int Extrude(Invocation& inv, const std::vector<std::string>& files) {
   } else {
     ok = geometry3d::BuildingZShape::CreateShapeWithDefaults(building, &shape);
   }
-  if (!ok) return inv.Fail(Name(files[0]) + ": " + sink.first().value_or("cannot extrude the building"));
-  if (!shape.Validate(&error)) return inv.Fail(Name(files[0]) + ": the extruded shape is invalid: " + error);
-  if (!obj::WriteObjFile(shape, files[1], inv.out(), &error)) return inv.Fail(error);
+  if (!ok) return io.Fail(DisplayName(f.in) + ": " + sink.first().value_or("cannot extrude the building"));
+  if (!shape.Validate(&error)) return io.Fail(DisplayName(f.in) + ": the extruded shape is invalid: " + error);
+  for (const auto& [file, text] : obj::ObjFiles(shape, f.out)) {
+    if (!io.Write(file, text, &error)) return io.Fail(error);
+  }
   return 0;
 }
 
-int Encode(Invocation& inv, const std::vector<std::string>& files) {
-  if (files.size() != 2) return inv.Fail("building encode needs IN.json and OUT");
+int Encode(Io& io, const Files& f, const std::optional<int>& point_bits) {
   loupe::BuildingZEncoder encoder;
-  if (auto text = inv.Option("point-bits")) {
-    char* end = nullptr;
-    errno = 0;
-    const long bits = std::strtol(text->c_str(), &end, 10);
-    if (text->empty() || *end || errno || bits < -32 || bits > 31) {
-      return inv.Fail("--point-bits must be an integer from -32 to 31, got '" + *text + "'");
-    }
-    encoder.set_point_bits(static_cast<int>(bits));
-  }
+  if (point_bits) encoder.set_point_bits(*point_bits);
   BuildingZ building;
   std::string error;
-  if (!ReadBuilding(inv, files[0], &building, &error)) return inv.Fail(error);
+  if (!ReadBuilding(io, f.in, &building, &error)) return io.Fail(error);
   // Quantised lengths are ints in the stream; one beyond them would be coded as something else
   // without a word.
   const double factor = std::ldexp(1.0, encoder.point_bits());
@@ -207,100 +200,101 @@ int Encode(Invocation& inv, const std::vector<std::string>& files) {
     const PolygonZ& p = *building.polygons()[i];
     bool fits = std::fabs(p.z() * factor) < 2147483647.0;
     for (const auto& xy : p.points()) fits &= std::fabs(xy.x * factor) < 2147483647.0 && std::fabs(xy.y * factor) < 2147483647.0;
-    if (!fits) return inv.Fail(Name(files[0]) + ": polygon " + std::to_string(i) + " is too far out for the quantisation");
+    if (!fits) return io.Fail(DisplayName(f.in) + ": polygon " + std::to_string(i) + " is too far out for the quantisation");
   }
   if (!encoder.EncodeBuildingZ(building)) {
-    return inv.Fail(Name(files[0]) + ": cannot encode at these settings (quantised coordinates beyond what the "
-                                     "stream holds)");
+    return io.Fail(DisplayName(f.in) + ": cannot encode at these settings (quantised coordinates beyond what the "
+                                       "stream holds)");
   }
   const std::string bytes(encoder.buffer(), static_cast<size_t>(encoder.buffer_size()));
-  if (!obj::WriteOutput(files[1], inv.out(), bytes, &error)) return inv.Fail(error);
+  if (!io.Write(f.out, bytes, &error)) return io.Fail(error);
 
-  std::ostream& report = files[1] == "-" ? inv.err() : inv.out();
   const loupe::BuildingZEncoderStats& s = encoder.stats();
-  if (inv.json()) {
-    Json::Value root(Json::objectValue);
-    root["file"] = files[1];
-    root["bytes"] = static_cast<Json::UInt64>(bytes.size());
-    root["point_bits"] = encoder.point_bits();
-    Json::Value stats(Json::objectValue);
-    stats["total_bytes"] = s.total_bytes;
-    stats["point_bytes"] = s.point_bytes;
-    stats["contour_size_bytes"] = s.contour_size_bytes;
-    stats["triangle_index_bytes"] = s.triangle_index_bytes;
-    stats["num_points"] = s.num_points;
-    stats["num_contour_sizes"] = s.num_contour_sizes;
-    stats["num_triangle_indices"] = s.num_triangle_indices;
-    root["stats"] = stats;
-    report << JsonText(root) << "\n";
-    return 0;
-  }
-  report << Name(files[1]) << ": " << building.polygons().size() << " polygons, " << bytes.size()
-         << " bytes, point bits " << encoder.point_bits() << "\n"
-         << "  points " << s.num_points << " (" << s.point_bytes << " bytes), contour sizes " << s.num_contour_sizes
-         << " (" << s.contour_size_bytes << " bytes), triangle indices " << s.num_triangle_indices << " ("
-         << s.triangle_index_bytes << " bytes)\n";
+  Json::Value root(Json::objectValue);
+  root["file"] = f.out;
+  root["bytes"] = static_cast<Json::UInt64>(bytes.size());
+  root["point_bits"] = encoder.point_bits();
+  Json::Value& stats = root["stats"] = Json::Value(Json::objectValue);
+  stats["total_bytes"] = s.total_bytes;
+  stats["point_bytes"] = s.point_bytes;
+  stats["contour_size_bytes"] = s.contour_size_bytes;
+  stats["triangle_index_bytes"] = s.triangle_index_bytes;
+  stats["num_points"] = s.num_points;
+  stats["num_contour_sizes"] = s.num_contour_sizes;
+  stats["num_triangle_indices"] = s.num_triangle_indices;
+  const size_t polygons = building.polygons().size();
+  std::ostringstream text;
+  text << DisplayName(f.out) << ": " << polygons << (polygons == 1 ? " polygon, " : " polygons, ") << bytes.size()
+       << " bytes, point bits " << encoder.point_bits() << "\n"
+       << "  points " << s.num_points << " (" << s.point_bytes << " bytes), contour sizes " << s.num_contour_sizes
+       << " (" << s.contour_size_bytes << " bytes), triangle indices " << s.num_triangle_indices << " ("
+       << s.triangle_index_bytes << " bytes)\n";
+  // With the stream on standard output the summary goes to standard error.
+  (f.out == "-" ? io.err() : io.out()) << (io.json() ? JsonText(root) + "\n" : text.str());
   return 0;
 }
 
-int Decode(Invocation& inv, const std::vector<std::string>& files) {
-  if (files.size() != 2) return inv.Fail("building decode needs IN and OUT.json");
+int Decode(Io& io, const Files& f) {
   std::string bytes, error;
-  if (!obj::ReadInput(files[0], inv.in(), &bytes, &error)) return inv.Fail(error);
-  if (bytes.size() > INT_MAX) return inv.Fail(Name(files[0]) + ": too large");
+  if (!io.Read(f.in, &bytes, &error)) return io.Fail(error);
+  if (bytes.size() > INT_MAX) return io.Fail(DisplayName(f.in) + ": too large");
   loupe::BuildingZDecoder decoder;
   decoder.Init(bytes.data(), static_cast<int>(bytes.size()));
   BuildingZ building;
   // The model's containers throw on counts no memory can hold; that is a bad stream here.
   try {
     if (!decoder.DecodeBuildingZ(&building)) {
-      return inv.Fail(Name(files[0]) + ": not a building stream (no 5A 42 signature or a version other than 1)");
+      return io.Fail(DisplayName(f.in) + ": not a building stream (no 5A 42 signature or a version other than 1)");
     }
   } catch (const std::exception& e) {
-    return inv.Fail(Name(files[0]) + ": cannot decode the building stream (" + e.what() + ")");
+    return io.Fail(DisplayName(f.in) + ": cannot decode the building stream (" + e.what() + ")");
   }
   // One line, with the digits that read back as the same doubles: the file is input again.
   Json::StreamWriterBuilder writer;
   writer["indentation"] = "";
   writer["precision"] = 17;
   const std::string text = Json::writeString(writer, BuildingJson(building)) + "\n";
-  if (!obj::WriteOutput(files[1], inv.out(), text, &error)) return inv.Fail(error);
+  if (!io.Write(f.out, text, &error)) return io.Fail(error);
   return 0;
 }
 
-int Run(Invocation& inv) {
-  if (!inv.CheckFlags({})) return 1;
-  if (inv.args().empty()) return inv.Fail("missing operation (extrude, encode, decode)");
-  const std::string op = inv.args()[0];
-  const std::vector<std::string> files(inv.args().begin() + 1, inv.args().end());
-  if (op != "extrude" && inv.Option("base-z")) return inv.Fail("--base-z applies to building extrude only");
-  if (op != "encode" && inv.Option("point-bits")) return inv.Fail("--point-bits applies to building encode only");
-  if (op == "extrude") return Extrude(inv, files);
-  if (op == "encode") return Encode(inv, files);
-  if (op == "decode") return Decode(inv, files);
-  return inv.Fail("unknown operation '" + op + "' (extrude, encode, decode)");
+void Declare(CLI::App* command) {
+  auto f = std::make_shared<Files>();
+  auto base_z = std::make_shared<std::optional<double>>();
+  CLI::App* extrude = AddOperation(
+      command, "extrude", "a building as an OBJ mesh",
+      "Builds walls from the base height up to each roof, with smooth normals round corners gentler\n"
+      "than about 37 degrees, and lines along the rings and creases; writes them as OBJ with its MTL\n"
+      "library beside it (none on standard output).\n");
+  AddFile(extrude, "IN", &f->in, "the building (JSON)")->required();
+  AddFile(extrude, "OUT", &f->out, "the OBJ file")->required();
+  AddNumber(extrude, "--base-z", base_z.get(), {}, "the height the walls start from (default 0)")->type_name("Z");
+  SetRun(extrude, [f, base_z](Io& io) { return Extrude(io, *f, *base_z); }, Output::kNone);
+
+  auto point_bits = std::make_shared<std::optional<int>>();
+  CLI::App* encode = AddOperation(command, "encode", "a building as a building stream",
+                                  "Codes lengths in steps of 2^-N and prints what each part of the stream cost (on\n"
+                                  "standard error when the stream goes to standard output).\n");
+  AddFile(encode, "IN", &f->in, "the building (JSON)")->required();
+  AddFile(encode, "OUT", &f->out, "the stream")->required();
+  AddInt(encode, "--point-bits", point_bits.get(), {-32, 31}, "fractional bits of the lengths (default 8)");
+  SetRun(encode, [f, point_bits](Io& io) { return Encode(io, *f, *point_bits); });
+
+  CLI::App* decode = AddOperation(command, "decode", "a building stream back as JSON",
+                                  "Writes the building as one line of JSON, with every digit its doubles need.\n");
+  AddFile(decode, "IN", &f->in, "the stream")->required();
+  AddFile(decode, "OUT", &f->out, "the building (JSON)")->required();
+  SetRun(decode, [f](Io& io) { return Decode(io, *f); }, Output::kNone);
 }
 
-const Command kCommand{
-    "building",
-    "extrude 2.5-D buildings into OBJ meshes, encode and decode building streams",
-    "Usage: vistara-spatial building extrude IN.json OUT.obj [--base-z Z]\n"
-    "       vistara-spatial building encode IN.json OUT [--point-bits N] [--json]\n"
-    "       vistara-spatial building decode IN OUT.json\n\n"
+const Registrar kRegistrar(
+    "building", "2.5-D buildings as OBJ meshes and as building streams, and back",
     "A building is JSON: {\"polygons\": [{\"points\": [[x, y], ...], \"contours\": [n, ...],\n"
     "\"triangles\": [i, ...], \"z\": h}, ...]}: the outline points of all contours (outer contour\n"
     "counter-clockwise for outward walls, holes after it), the number of points of each contour\n"
     "(default: one contour of all points), the roof tessellation as triples of point numbers, and\n"
-    "the roof height (default 0).\n\n"
-    "extrude: walls from the base height (default 0) up to each roof, with smooth normals round\n"
-    "corners gentler than about 37 degrees, and lines along the rings and creases; written as OBJ\n"
-    "with its MTL library beside it.\n\n"
-    "encode: the building stream, lengths in steps of 2^-N (N from -32 to 31, default 8).\n"
-    "decode: the stream back to JSON.\n\n"
-    "A file of \"-\" is standard input or output (encode's summary then goes to standard error).\n",
-    {"base-z", "point-bits"},
-    Run};
-const CommandRegistrar kRegistrar(kCommand);
+    "the roof height (default 0).\n",
+    Declare);
 
 }  // namespace
 }  // namespace vistara::cli

@@ -1,11 +1,8 @@
 // vistara-spatial graph: builds the panorama graph from metadata replies and answers queries.
 #include <algorithm>
 #include <boost/graph/adjacency_list.hpp>
-#include <cmath>
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <map>
+#include <memory>
 #include <sstream>
 
 #include "cli.h"
@@ -17,6 +14,7 @@ namespace vistara::cli {
 namespace {
 
 using spatial::PanoGraph;
+using Records = mmvector<RefPtr<spatial::PanoramaData>>;
 
 std::string Text(const QString& s) { return s.toStdString(); }
 
@@ -27,79 +25,67 @@ std::string Num(double v) {
   return s.str();
 }
 
-// "LAT,LON" in degrees.
-bool ParseLatLon(const std::string& text, double* lat, double* lon) {
-  const size_t comma = text.find(',');
-  if (comma == std::string::npos) return false;
-  const std::string a = text.substr(0, comma), b = text.substr(comma + 1);
-  char* end = nullptr;
-  *lat = std::strtod(a.c_str(), &end);
-  if (a.empty() || *end) return false;
-  *lon = std::strtod(b.c_str(), &end);
-  if (b.empty() || *end) return false;
-  return std::isfinite(*lat) && std::isfinite(*lon);
+struct GraphOptions {
+  std::vector<std::string> files{"-"};
+  std::optional<LatLon> near;
+  std::optional<std::string> links, around;
+  int depth = 2;
+};
+
+// Reading: the records of each reply, in the order given.
+bool ReadReplies(Io& io, const std::vector<std::string>& files, std::vector<Records>* replies, std::string* error) {
+  for (const std::string& name : files) {
+    std::string bytes;
+    if (!io.Read(name, &bytes, error)) return false;
+    const QByteArray xml = QByteArray::fromStdString(bytes);
+    if (XmlReader(xml).GetErrorsOccurred()) {
+      *error = "'" + name + "' is not well-formed XML";
+      return false;
+    }
+    replies->emplace_back();
+    spatial::PanoramaXMLParser::Parse(xml, &replies->back());
+  }
+  return true;
 }
 
-int Run(Invocation& inv) {
-  if (!inv.CheckFlags({"near", "links", "around", "depth"})) return 1;
-  std::vector<std::string> inputs = inv.args();
-  if (inputs.empty()) inputs.push_back("-");
-
-  int depth = 2;
-  if (auto d = inv.Option("depth")) {
-    char* end = nullptr;
-    const long v = std::strtol(d->c_str(), &end, 10);
-    if (d->empty() || *end || v < 0 || v > 1000) return inv.Fail("--depth wants a whole number from 0 to 1000");
-    depth = static_cast<int>(v);
+// Building: every record added, the single-link dead ends repaired after each reply as after a
+// finished tile. The graph keeps pointers to the records, which the caller keeps alive.
+void Build(const std::vector<Records>& replies, PanoGraph* graph) {
+  for (const Records& records : replies) {
+    for (const auto& r : records) graph->AddPano(r->id, r.get());
+    graph->PostProcessBatch();
   }
-  double lat = 0, lon = 0;
-  const auto near = inv.Option("near");
-  if (near && !ParseLatLon(*near, &lat, &lon)) return inv.Fail("--near wants LAT,LON in degrees");
+}
 
-  // The records stay alive here: the graph's pending list holds no references.
-  std::vector<mmvector<RefPtr<spatial::PanoramaData>>> replies;
-  PanoGraph graph;
-  bool stdin_used = false;
-  for (const std::string& name : inputs) {
-    std::string bytes;
-    if (name == "-") {
-      if (stdin_used) return inv.Fail("standard input named twice");
-      stdin_used = true;
-      bytes.assign(std::istreambuf_iterator<char>(inv.in()), std::istreambuf_iterator<char>());
-    } else {
-      std::ifstream file(name, std::ios::binary);
-      if (!file) return inv.Fail("cannot read '" + name + "'");
-      bytes.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-    }
-    const QByteArray xml = QByteArray::fromStdString(bytes);
-    if (XmlReader(xml).GetErrorsOccurred()) return inv.Fail("'" + name + "' is not well-formed XML");
-    replies.emplace_back();
-    spatial::PanoramaXMLParser::Parse(xml, &replies.back());
-    for (const auto& r : replies.back()) graph.AddPano(r->id, r.get());
-    graph.PostProcessBatch();  // as after each tile reply
-  }
-
-  // Summary.
+// Reporting: the summary into `root` and `out`.
+void Summarize(const PanoGraph& graph, Json::Value* root, std::ostream& out) {
   const auto& g = graph.graph().graph();
   size_t placeholders = 0;
   for (auto [v, end] = boost::vertices(g); v != end; ++v) {
     if (!graph.graph()[*v].data) ++placeholders;
   }
   // Edges the service gave (from either end or both) versus all; the rest are inferred.
+  auto lists = [](const auto& from, const auto& to) {
+    if (!from.data) return false;
+    for (const auto& c : from.data->connected_panos) {
+      if (c.id == to.id) return true;
+    }
+    return false;
+  };
   size_t given = 0;
   for (auto [e, end] = boost::edges(g); e != end; ++e) {
     const auto& a = graph.graph()[boost::source(*e, g)];
     const auto& b = graph.graph()[boost::target(*e, g)];
-    auto lists = [](const auto& from, const auto& to) {
-      if (!from.data) return false;
-      for (const auto& c : from.data->connected_panos) {
-        if (c.id == to.id) return true;
-      }
-      return false;
-    };
     if (lists(a, b) || lists(b, a)) ++given;
   }
   const size_t vertices = boost::num_vertices(g), edges = boost::num_edges(g);
+  (*root)["vertices"] = static_cast<Json::UInt64>(vertices);
+  (*root)["placeholders"] = static_cast<Json::UInt64>(placeholders);
+  (*root)["edges"] = static_cast<Json::UInt64>(edges);
+  (*root)["inferred_edges"] = static_cast<Json::UInt64>(edges - given);
+  out << "vertices " << vertices << ", placeholders " << placeholders << ", edges " << edges << ", inferred edges "
+      << edges - given << "\n";
+
   std::map<std::string, size_t> tree_sizes;
   for (const auto& kv : graph.quad_trees().trees()) {
     size_t n = 0;
@@ -108,56 +94,54 @@ int Run(Invocation& inv) {
       const auto* node = stack.back();
       stack.pop_back();
       n += node->entries.size();
-      if (node->children) for (int i = 0; i < 4; ++i) stack.push_back(&node->children[i]);
+      if (node->children) {
+        for (int i = 0; i < 4; ++i) stack.push_back(&node->children[i]);
+      }
     }
     tree_sizes[Text(kv.first)] = n;
   }
-
-  Json::Value root(Json::objectValue);
-  std::ostringstream out;
-  root["vertices"] = static_cast<Json::UInt64>(vertices);
-  root["placeholders"] = static_cast<Json::UInt64>(placeholders);
-  root["edges"] = static_cast<Json::UInt64>(edges);
-  root["inferred_edges"] = static_cast<Json::UInt64>(edges - given);
-  Json::Value& trees = root["trees"] = Json::Value(Json::objectValue);
-  out << "vertices " << vertices << ", placeholders " << placeholders << ", edges " << edges
-      << ", inferred edges " << edges - given << "\n";
+  Json::Value& trees = (*root)["trees"] = Json::Value(Json::objectValue);
   for (const auto& [level, n] : tree_sizes) {
     trees[level] = static_cast<Json::UInt64>(n);
     out << "tree " << (level.empty() ? "(default level)" : "\"" + level + "\"") << ": " << n
         << (n == 1 ? " entry\n" : " entries\n");
   }
+}
 
-  if (near) {
-    const QString id =
-        graph.GetClosestPanoToPoint(Vec3<double>(lon / 180.0, lat / 180.0, 0));
-    root["nearest"] = id.isNull() ? Json::Value() : Json::Value(Text(id));
-    out << "nearest to " << Num(lat) << "," << Num(lon) << ": " << (id.isNull() ? "(none)" : Text(id)) << "\n";
+// Reporting: the queries asked for into `root` and `out`. False and the reason for an unknown id.
+bool Answer(const PanoGraph& graph, const GraphOptions& o, Json::Value* root, std::ostream& out, std::string* error) {
+  for (const auto& id : {o.links, o.around}) {
+    if (id && !graph.GetHandle(QString::fromStdString(*id), nullptr)) {
+      *error = "unknown panorama '" + *id + "'";
+      return false;
+    }
   }
-  if (auto id = inv.Option("links")) {
-    const QString qid = QString::fromStdString(*id);
-    if (!graph.GetHandle(qid, nullptr)) return inv.Fail("unknown panorama '" + *id + "'");
+  if (o.near) {
+    const QString id = graph.GetClosestPanoToPoint(Vec3<double>(o.near->lon / 180.0, o.near->lat / 180.0, 0));
+    (*root)["nearest"] = id.isNull() ? Json::Value() : Json::Value(Text(id));
+    out << "nearest to " << Num(o.near->lat) << "," << Num(o.near->lon) << ": " << (id.isNull() ? "(none)" : Text(id))
+        << "\n";
+  }
+  if (o.links) {
     mmvector<PanoGraph::link> links;
-    graph.GetLinks(qid, &links);
+    graph.GetLinks(QString::fromStdString(*o.links), &links);
     // Link order follows vertex addresses, which vary from run to run: shown sorted by id.
     std::vector<std::string> ids;
     for (const auto& e : links) ids.push_back(Text(graph.IdOf(e.m_target)));
     std::sort(ids.begin(), ids.end());
-    Json::Value& list = root["links"] = Json::Value(Json::arrayValue);
-    out << "links of " << *id << ":";
+    Json::Value& list = (*root)["links"] = Json::Value(Json::arrayValue);
+    out << "links of " << *o.links << ":";
     for (const auto& s : ids) {
       list.append(s);
       out << " " << s;
     }
     out << "\n";
   }
-  if (auto id = inv.Option("around")) {
-    const QString qid = QString::fromStdString(*id);
-    if (!graph.GetHandle(qid, nullptr)) return inv.Fail("unknown panorama '" + *id + "'");
+  if (o.around) {
     mmvector<PanoGraph::ConnectedPanoInfo> around;
-    graph.GetConnectedPanos(qid, depth, false, &around);
-    Json::Value& list = root["around"] = Json::Value(Json::arrayValue);
-    out << "within " << depth << " links of " << *id << ":\n";
+    graph.GetConnectedPanos(QString::fromStdString(*o.around), o.depth, false, &around);
+    Json::Value& list = (*root)["around"] = Json::Value(Json::arrayValue);
+    out << "within " << o.depth << " links of " << *o.around << ":\n";
     for (size_t i = 0; i < around.size(); ++i) {
       Json::Value a(Json::objectValue);
       a["id"] = Text(around[i].id);
@@ -168,31 +152,51 @@ int Run(Invocation& inv) {
           << around[i].parent_index << "\n";
     }
   }
-  if (inv.json()) {
-    inv.PrintJson(root);
-  } else {
-    inv.out() << out.str();
-  }
+  return true;
+}
+
+int Run(Io& io, const GraphOptions& o) {
+  std::vector<Records> replies;  // outlives the graph, which points into it
+  std::string error;
+  if (!ReadReplies(io, o.files, &replies, &error)) return io.Fail(error);
+  PanoGraph graph;
+  Build(replies, &graph);
+  Json::Value root(Json::objectValue);
+  std::ostringstream out;
+  Summarize(graph, &root, out);
+  if (!Answer(graph, o, &root, out, &error)) return io.Fail(error);
+  io.Print(root, out.str());
   return 0;
 }
 
-const Command kCommand{
-    "graph",
-    "builds the panorama graph from metadata replies and answers nearest, links and neighbourhood",
-    "Usage: vistara-spatial graph [FILE...|-] [--near LAT,LON] [--links ID] [--around ID [--depth N]] [--json]\n\n"
-    "Reads metadata replies of the panorama service (tile replies or single panoramas) from the\n"
-    "FILEs in order, or from standard input when FILE is - or absent, and adds every record to one\n"
-    "graph, repairing single-link dead ends after each reply as a finished tile does. Prints the\n"
-    "number of vertices (panoramas, and placeholders: ids known only as somebody's link), edges\n"
-    "(inferred: joined by proximity, not given by the service) and quad tree entries per level.\n"
-    "  --near LAT,LON  the nearest panorama to a point (degrees), over all levels\n"
-    "  --links ID      the panoramas linked to ID, in link order\n"
-    "  --around ID     breadth-first neighbourhood of ID to --depth links (default 2): index, id,\n"
-    "                  depth and the index of the entry it was reached through (-1: from ID);\n"
-    "                  with several links the order follows the graph's link order\n",
-    {"near", "links", "around", "depth"},
-    Run};
-const CommandRegistrar kRegistrar(kCommand);
+CLI::Option* AddId(CLI::App* app, const std::string& name, std::optional<std::string>* id, const std::string& help) {
+  return AddParsed(app, name, "ID", help, [id](const std::string& text, std::string*) {
+    *id = text;
+    return true;
+  });
+}
+
+void Declare(CLI::App* command) {
+  auto o = std::make_shared<GraphOptions>();
+  AddFiles(command, "FILE", &o->files, "metadata replies, read in order; - or none: standard input");
+  AddLatLon(command, "--near", &o->near, "the panorama nearest to a point (degrees), over all levels");
+  AddId(command, "--links", &o->links, "the panoramas linked to ID, sorted by id");
+  AddId(command, "--around", &o->around,
+        "the breadth-first neighbourhood of ID: index, id, depth and the index of the entry it was reached "
+        "through (-1: from ID)");
+  AddInt(command, "--depth", &o->depth, {0, 1000}, "how many links --around follows (default 2)");
+  SetRun(command, [o](Io& io) { return Run(io, *o); });
+}
+
+const Registrar kRegistrar(
+    "graph", "the panorama graph of metadata replies: its size, nearest panoramas, links, neighbourhoods",
+    "Reads metadata replies of the panorama service (tile replies or single panoramas) and adds every\n"
+    "record to one graph, repairing single-link dead ends after each reply as a finished tile does.\n"
+    "Prints the number of vertices (panoramas, and placeholders: ids known only as somebody's link),\n"
+    "edges (inferred: joined by proximity, not given by the service) and quad tree entries per level,\n"
+    "then the answers asked for. Within one depth, --around lists panoramas in the graph's link\n"
+    "order, which follows memory addresses and may differ from run to run.\n",
+    Declare);
 
 }  // namespace
 }  // namespace vistara::cli

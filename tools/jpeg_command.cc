@@ -1,16 +1,9 @@
 // vistara-spatial jpeg: the acquisition date and the comment of JPEG tiles.
-//   jpeg dates FILE...                          the aggregated date in each file's comment
-//   jpeg write-dates FILE --date D=W... [--bound B]  writes the date section into the comment
-//   jpeg comment FILE [--raw]                   the comment itself
-#include <cerrno>
-#include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <memory>
-#include <sstream>
 
 #include "base/strutil.h"
 #include "cli.h"
@@ -20,18 +13,6 @@
 
 namespace vistara::cli {
 namespace {
-
-bool ReadFile(const std::string& path, std::string* bytes, std::string* error) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) {
-    *error = "cannot open '" + path + "'";
-    return false;
-  }
-  std::ostringstream s;
-  s << in.rdbuf();
-  *bytes = s.str();
-  return true;
-}
 
 // Writes beside the file and renames, so that a failed write leaves the original whole.
 bool WriteFileAtomically(const std::string& path, const std::string& bytes, std::string* error) {
@@ -70,87 +51,90 @@ std::string DateText(const loupe::JpegCommentDate& date) {
   return text;
 }
 
-// A coverage share: a finite number in (0, 1] for the bound, in [0, 1e6] for a weight.
-bool ParseShare(const std::string& text, bool is_bound, float* value) {
-  if (text.empty()) return false;
-  char* end = nullptr;
-  errno = 0;
-  const double v = std::strtod(text.c_str(), &end);
-  if (errno || *end || !std::isfinite(v)) return false;
-  if (is_bound ? !(v > 0.0 && v <= 1.0) : !(v >= 0.0 && v <= 1e6)) return false;
-  *value = static_cast<float>(v);
-  return true;
+struct Options {
+  std::vector<std::string> files;  // dates
+  std::string file;                // write-dates, comment
+  std::vector<std::string> dates;
+  double bound = 0.5;
+  bool raw = false;
+};
+
+// The comment of a JPEG file; errors name the file.
+bool ReadJpegComment(Io& io, const std::string& path, std::string* bytes, std::optional<std::string>* comment,
+                     std::string* error) {
+  if (!io.Read(path, bytes, error)) return false;
+  if (jpeg::ReadComment(*bytes, comment, error)) return true;
+  *error = path + ": " + *error;
+  return false;
 }
 
-int Dates(Invocation& inv, const std::vector<std::string>& files) {
-  if (files.empty()) return inv.Fail("jpeg dates needs at least one FILE");
-  int status = 0;
-  Json::Value list(Json::arrayValue);
-  for (const std::string& path : files) {
+int Dates(Io& io, const Options& o) {
+  RegisterFamilies(o.bound);
+  for (const std::string& path : o.files) {
     std::string bytes, error;
     std::optional<std::string> comment;
-    Json::Value item(Json::objectValue);
-    item["file"] = path;
-    if (!ReadFile(path, &bytes, &error) || !jpeg::ReadComment(bytes, &comment, &error)) {
-      status = 1;
-      item["error"] = error;
-      if (!inv.json()) inv.out() << "error: " << path << ": " << error << "\n";
-      list.append(item);
+    if (!io.Read(path, &bytes, &error) || !jpeg::ReadComment(bytes, &comment, &error)) {
+      io.InputError(path, error);
       continue;
     }
     std::unique_ptr<loupe::JpegCommentDate> date(
         comment ? loupe::JpegCommentAggregatedTileDateIn(comment->c_str()) : nullptr);
+    Json::Value item(Json::objectValue);
+    item["file"] = path;
+    item["date"] = date ? Json::Value(DateText(*date)) : Json::Value();
     if (date) {
-      item["date"] = DateText(*date);
       item["year"] = date->year();
       item["month"] = date->month();
       item["day"] = date->day();
-      if (!inv.json()) inv.out() << path << ": " << DateText(*date) << "\n";
-    } else {
-      item["date"] = Json::Value();
-      if (!inv.json()) inv.out() << path << ": no acquisition date\n";
     }
-    list.append(item);
+    io.PrintLine(item, path + ": " + (date ? DateText(*date) : "no acquisition date"));
   }
-  if (inv.json()) {
-    Json::Value root(Json::objectValue);
-    root["files"] = list;
-    inv.PrintJson(root);
-  }
-  return status;
+  return io.status();
 }
 
-int WriteDates(Invocation& inv, const std::vector<std::string>& files) {
-  if (files.size() != 1) return inv.Fail("jpeg write-dates needs exactly one FILE");
-  const std::vector<std::string> dates = inv.Options("date");
-  if (dates.empty()) return inv.Fail("jpeg write-dates needs at least one --date YYYY:MM:DD=WEIGHT");
-  auto date_map = std::make_unique<std::map<unsigned int, float>>();
+// The dates of --date, as the section writer wants them. False and the reason for a bad one.
+bool ReadDates(const std::vector<std::string>& dates, std::map<unsigned int, float>* date_map, std::string* error) {
   for (const std::string& d : dates) {
     const size_t eq = d.find('=');
     const std::string text = d.substr(0, eq);
-    float weight = 0;
-    if (eq == std::string::npos || !ParseShare(d.substr(eq + 1), false, &weight)) {
-      return inv.Fail("--date must be YYYY:MM:DD=WEIGHT with a weight of 0 or more, got '" + d + "'");
+    double weight = 0;
+    if (eq == std::string::npos || !ParseNumber(d.substr(eq + 1), {0, 1e6}, &weight, error)) {
+      *error = "--date: '" + d + "' is not YYYY:MM:DD=WEIGHT with a weight in 0..1000000";
+      return false;
     }
     // Strict: the text must read back as itself, so that no part is silently dropped.
     const loupe::JpegCommentDate date(text);
     unsigned int key = 0;
     if (text.size() != 10 || DateText(date) != text ||
         !loupe::JpegCommentDate::YearMonthDayKeyFromInts(date.year(), date.month(), date.day(), &key)) {
-      return inv.Fail("not a date of the form YYYY:MM:DD (unknown parts 00): '" + text + "'");
+      *error = "--date: '" + text + "' is not a date of the form YYYY:MM:DD (unknown parts 00)";
+      return false;
     }
-    if (!date_map->emplace(key, weight).second) return inv.Fail("date given twice: '" + text + "'");
+    if (!date_map->emplace(key, static_cast<float>(weight)).second) {
+      *error = "--date: '" + text + "' is given twice";
+      return false;
+    }
   }
-  const std::string& path = files[0];
+  return true;
+}
+
+int WriteDates(Io& io, const Options& o) {
+  RegisterFamilies(static_cast<float>(o.bound));
+  auto date_map = std::make_unique<std::map<unsigned int, float>>();
   std::string bytes, error;
   std::optional<std::string> comment;
-  if (!ReadFile(path, &bytes, &error) || !jpeg::ReadComment(bytes, &comment, &error)) {
-    return inv.Fail(path + ": " + error);
+  const std::string& path = o.file;
+  if (path == "-") return io.Fail("write-dates rewrites FILE in place: give a file, not -");
+  if (!ReadDates(o.dates, date_map.get(), &error) || !ReadJpegComment(io, path, &bytes, &comment, &error)) {
+    return io.Fail(error);
   }
-
   std::unique_ptr<loupe::JpegCommentOutputBuffer> section(
       loupe::JpegCommentTileAcquisitionDatesOut(date_map.release()));
-  if (!section) return inv.Fail("no date covers at least " + inv.Option("bound").value_or("0.5") + " of the tile");
+  if (!section) {
+    char bound[32];
+    std::snprintf(bound, sizeof bound, "%g", o.bound);
+    return io.Fail(std::string("no date covers at least ") + bound + " of the tile");
+  }
 
   // Earlier sections go, so that the new date is the one a reader finds; other text stays.
   std::string text = comment.value_or("");
@@ -161,90 +145,76 @@ int WriteDates(Invocation& inv, const std::vector<std::string>& files) {
     text.erase(at, end + loupe::JpegCommentKestrelTrailer().size() - at);
   }
   text += section->buffer();
-  if (text.size() > 65532) return inv.Fail(path + ": the comment would exceed 65532 bytes");
+  if (text.size() > 65532) return io.Fail(path + ": the comment would exceed 65532 bytes");
   // The whole new comment must read back as the date we meant, before the file is touched.
   std::unique_ptr<loupe::JpegCommentDate> meant(loupe::JpegCommentAggregatedTileDateIn(section->buffer().c_str()));
   std::unique_ptr<loupe::JpegCommentDate> written(loupe::JpegCommentAggregatedTileDateIn(text.c_str()));
   const std::string written_text = written ? DateText(*written) : "";
   if (!meant || written_text != DateText(*meant)) {
-    return inv.Fail(path + ": the comment's other text would hide the new date");
+    return io.Fail(path + ": the comment's other text would hide the new date");
   }
   std::string out;
   if (!jpeg::ReplaceComment(bytes, text, &out, &error) || !WriteFileAtomically(path, out, &error)) {
-    return inv.Fail(path + ": " + error);
+    return io.Fail(path + ": " + error);
   }
-  if (inv.json()) {
-    Json::Value root(Json::objectValue);
-    root["file"] = path;
-    root["date"] = written_text;
-    root["section"] = section->buffer();
-    inv.PrintJson(root);
-  } else {
-    inv.out() << path << ": wrote " << written_text << " (" << section->buffer() << ")\n";
-  }
+  Json::Value root(Json::objectValue);
+  root["file"] = path;
+  root["date"] = written_text;
+  root["section"] = section->buffer();
+  io.Print(root, path + ": wrote " + written_text + " (" + section->buffer() + ")\n");
   return 0;
 }
 
-int Comment(Invocation& inv, const std::vector<std::string>& files) {
-  if (files.size() != 1) return inv.Fail("jpeg comment needs exactly one FILE");
+int Comment(Io& io, const Options& o) {
+  if (o.raw && io.json()) return io.Fail("--raw and --json don't go together");
+  RegisterFamilies(o.bound);
   std::string bytes, error;
   std::optional<std::string> comment;
-  if (!ReadFile(files[0], &bytes, &error) || !jpeg::ReadComment(bytes, &comment, &error)) {
-    return inv.Fail(files[0] + ": " + error);
-  }
-  if (inv.Has("raw")) {
-    if (comment) inv.out().write(comment->data(), static_cast<std::streamsize>(comment->size()));
+  if (!ReadJpegComment(io, o.file, &bytes, &comment, &error)) return io.Fail(error);
+  if (o.raw) {
+    if (comment) io.out().write(comment->data(), static_cast<std::streamsize>(comment->size()));
     return 0;
   }
-  if (inv.json()) {
-    Json::Value root(Json::objectValue);
-    root["file"] = files[0];
-    root["comment"] = comment ? Json::Value(base::CEscape(*comment)) : Json::Value();
-    root["length"] = comment ? static_cast<Json::UInt64>(comment->size()) : 0;
-    inv.PrintJson(root);
-  } else if (comment) {
-    inv.out() << base::CEscape(*comment) << "\n";
-  } else {
-    inv.out() << "no comment\n";
-  }
+  Json::Value root(Json::objectValue);
+  root["file"] = o.file;
+  root["comment"] = comment ? Json::Value(base::CEscape(*comment)) : Json::Value();
+  root["length"] = comment ? static_cast<Json::UInt64>(comment->size()) : 0;
+  io.Print(root, comment ? base::CEscape(*comment) + "\n" : "no comment\n");
   return 0;
 }
 
-int Run(Invocation& inv) {
-  if (!inv.CheckFlags({"date", "bound", "raw"})) return 1;
-  if (inv.args().empty()) return inv.Fail("missing operation (dates, write-dates, comment)");
-  const std::string op = inv.args()[0];
-  float bound = 0.5f;
-  if (auto text = inv.Option("bound"); text && !ParseShare(*text, true, &bound)) {
-    return inv.Fail("--bound must be a number above 0 and at most 1, got '" + *text + "'");
-  }
-  RegisterFamilies(bound);
-  const std::vector<std::string> files(inv.args().begin() + 1, inv.args().end());
-  if (op == "dates") return Dates(inv, files);
-  if (op == "write-dates") return WriteDates(inv, files);
-  if (op == "comment") return Comment(inv, files);
-  return inv.Fail("unknown operation '" + op + "' (dates, write-dates, comment)");
+void Declare(CLI::App* command) {
+  auto o = std::make_shared<Options>();
+  CLI::App* dates = AddOperation(command, "dates", "the acquisition date in each file's comment",
+                                 "Prints the aggregated acquisition date of the \"AD\" message in each file's comment,\n"
+                                 "or \"no acquisition date\", one line per file.\n");
+  AddFiles(dates, "FILE", &o->files, "JPEG files")->required();
+  SetRun(dates, [o](Io& io) { return Dates(io, *o); });
+
+  CLI::App* write = AddOperation(
+      command, "write-dates", "the dominant acquisition date, written into the file's comment",
+      "Takes the tile's dates with the share of the tile each covers (shares that sum to less than 1\n"
+      "leave the rest unknown; more than 1 are scaled down). The date covering the largest share, of\n"
+      "equal shares the oldest, is written if it covers at least the bound; otherwise nothing is\n"
+      "written and the exit status is 1. The date section goes into the file's comment, replacing an\n"
+      "earlier one and keeping other text; the image data is not touched.\n");
+  AddFile(write, "FILE", &o->file, "the JPEG file, rewritten in place")->required();
+  write->add_option("--date", o->dates, "a date and the share of the tile it covers, as 2008:05:17=0.6 (unknown "
+                                        "parts 00)")->type_name("YYYY:MM:DD=WEIGHT")->required();
+  AddNumber(write, "--bound", &o->bound, {0, 1, true}, "the share the written date must cover (default 0.5)")
+      ->type_name("B");
+  SetRun(write, [o](Io& io) { return WriteDates(io, *o); });
+
+  CLI::App* comment = AddOperation(command, "comment", "the text of the file's comment",
+                                   "Prints the text of the file's first comment segment, with bytes that are not\n"
+                                   "printable ASCII escaped as in C.\n");
+  AddFile(comment, "FILE", &o->file, "the JPEG file")->required();
+  comment->add_flag("--raw", o->raw, "the comment's bytes as they are");
+  SetRun(comment, [o](Io& io) { return Comment(io, *o); });
 }
 
-const Command kCommand{
-    "jpeg",
-    "read and write the acquisition date carried in a JPEG tile's comment",
-    "Usage: vistara-spatial jpeg dates FILE... [--json]\n"
-    "       vistara-spatial jpeg write-dates FILE --date YYYY:MM:DD=WEIGHT... [--bound B] [--json]\n"
-    "       vistara-spatial jpeg comment FILE [--raw | --json]\n\n"
-    "dates: the aggregated acquisition date of the \"AD\" message in each file's comment, or\n"
-    "\"no acquisition date\". A file that can't be read prints an error line; the rest go on.\n\n"
-    "write-dates: the tile's dates with the share of the tile each covers (shares that sum to\n"
-    "less than 1 leave the rest unknown; more than 1 are scaled down). The date covering the\n"
-    "largest share, of equal shares the oldest, is written if it covers at least B (default 0.5)\n"
-    "of the tile; otherwise nothing is written and the exit status is 1. The date section is put\n"
-    "into the file's comment, replacing an earlier one and keeping other text; the image data is\n"
-    "not touched.\n\n"
-    "comment: the text of the file's first comment segment, with bytes that are not printable\n"
-    "ASCII escaped as in C; --raw writes the bytes as they are.\n",
-    {"date", "bound"},
-    Run};
-const CommandRegistrar kRegistrar(kCommand);
+const Registrar kRegistrar("jpeg", "the acquisition date carried in a JPEG tile's comment, read and written", "",
+                           Declare);
 
 }  // namespace
 }  // namespace vistara::cli

@@ -129,9 +129,10 @@ enum Kind { kFaceTriangle, kFacePolygon, kLine };
 
 class ObjReader {
  public:
-  ObjReader(const std::string& folder, Shape* shape) : folder_(folder), shape_(shape) {}
+  ObjReader(const std::string& folder, Shape* shape, std::vector<std::string>* warnings)
+      : folder_(folder), shape_(shape), warnings_(warnings) {}
 
-  bool Line(const std::vector<std::string>& words, std::string* error) {
+  bool Line(int number, const std::vector<std::string>& words, std::string* error) {
     const std::string& key = words[0];
     std::vector<double> v;
     if (key == "v") {
@@ -151,26 +152,31 @@ class ObjReader {
         return false;
       }
       auto it = std::find(names_.begin(), names_.end(), words[1]);
-      if (it == names_.end()) {
-        *error = "unknown material '" + words[1] + "'";
-        return false;
-      }
       material_ = static_cast<int>(it - names_.begin());
+      if (it == names_.end()) {
+        Warn(number, "no material '" + words[1] + "' in the MTL libraries read, using a default one");
+        names_.push_back(words[1]);
+        shape_->AddNewMaterial();
+      }
     } else if (key == "mtllib") {
       for (size_t i = 1; i < words.size(); ++i) {
-        if (!Library(words[i], error)) return false;
+        if (!Library(number, words[i], error)) return false;
       }
     }
     return true;
   }
 
  private:
-  bool Library(const std::string& name, std::string* error) {
+  void Warn(int number, const std::string& text) {
+    if (warnings_) warnings_->push_back("line " + std::to_string(number) + ": " + text);
+  }
+
+  bool Library(int number, const std::string& name, std::string* error) {
     const std::string path = folder_.empty() ? name : (std::filesystem::path(folder_) / name).string();
     std::ifstream in(path, std::ios::binary);
     if (!in) {
-      *error = "cannot open '" + path + "'";
-      return false;
+      Warn(number, "cannot read '" + path + "', going on without it");
+      return true;
     }
     std::ostringstream text;
     text << in.rdbuf();
@@ -237,12 +243,14 @@ class ObjReader {
 
   std::string folder_;
   Shape* shape_;
+  std::vector<std::string>* warnings_;  // may be null
   std::vector<std::string> names_;
   int material_ = -1;
   std::map<std::tuple<int, int, bool, bool>, IndexSet*> sets_;
 };
 
-// Calls `line` for each non-blank, non-comment line; its error comes back as "line N: reason".
+// Calls `line` with the number and words of each non-blank, non-comment line; its error comes back
+// as "line N: reason".
 template <class F>
 bool ForEachLine(const std::string& text, F line, std::string* error) {
   std::istringstream in(text);
@@ -253,7 +261,7 @@ bool ForEachLine(const std::string& text, F line, std::string* error) {
     const std::vector<std::string> words = Words(l);
     if (words.empty()) continue;
     std::string reason;
-    if (!line(words, &reason)) {
+    if (!line(number, words, &reason)) {
       *error = "line " + std::to_string(number) + ": " + reason;
       return false;
     }
@@ -263,17 +271,22 @@ bool ForEachLine(const std::string& text, F line, std::string* error) {
 
 }  // namespace
 
-bool ReadObj(const std::string& text, const std::string& folder, Shape* shape, std::string* error) {
-  ObjReader reader(folder, shape);
+bool ReadObj(const std::string& text, const std::string& folder, Shape* shape, std::string* error,
+             std::vector<std::string>* warnings) {
+  ObjReader reader(folder, shape, warnings);
   return ForEachLine(
-      text, [&](const std::vector<std::string>& words, std::string* reason) { return reader.Line(words, reason); }, error);
+      text,
+      [&](int number, const std::vector<std::string>& words, std::string* reason) {
+        return reader.Line(number, words, reason);
+      },
+      error);
 }
 
 bool ReadMtl(const std::string& text, Shape* shape, std::vector<std::string>* names, std::string* error) {
   Material* m = nullptr;
   return ForEachLine(
       text,
-      [&](const std::vector<std::string>& words, std::string* reason) {
+      [&](int, const std::vector<std::string>& words, std::string* reason) {
         const std::string& key = words[0];
         if (key == "newmtl") {
           if (words.size() != 2) {
@@ -455,56 +468,15 @@ std::string WriteObj(const Shape& shape, const std::string& mtl_name, std::strin
   return out.str();
 }
 
-bool ReadInput(const std::string& path, std::istream& in, std::string* bytes, std::string* error) {
-  std::ostringstream s;
-  if (path == "-") {
-    s << in.rdbuf();
-  } else {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-      *error = "cannot open '" + path + "'";
-      return false;
-    }
-    s << file.rdbuf();
-  }
-  *bytes = s.str();
-  return true;
-}
-
-bool WriteOutput(const std::string& path, std::ostream& out, const std::string& bytes, std::string* error) {
-  if (path == "-") {
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    out.flush();
-    return true;
-  }
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  file.close();
-  if (!file) {
-    *error = "cannot write '" + path + "'";
-    return false;
-  }
-  return true;
-}
-
-bool ReadObjFile(const std::string& path, std::istream& in, Shape* shape, std::string* error) {
-  std::string text;
-  if (!ReadInput(path, in, &text, error)) return false;
-  const std::string folder = path == "-" ? "" : std::filesystem::path(path).parent_path().string();
-  if (!ReadObj(text, folder, shape, error)) {
-    *error = (path == "-" ? "stdin" : path) + ": " + *error;
-    return false;
-  }
-  return true;
-}
-
-bool WriteObjFile(const Shape& shape, const std::string& path, std::ostream& out, std::string* error) {
+std::vector<std::pair<std::string, std::string>> ObjFiles(const Shape& shape, const std::string& path) {
   std::filesystem::path mtl_path(path);
   mtl_path.replace_extension(".mtl");
   std::string mtl;
   const std::string obj = WriteObj(shape, path == "-" ? "" : mtl_path.filename().string(), &mtl);
-  if (!mtl.empty() && !WriteOutput(mtl_path.string(), out, mtl, error)) return false;
-  return WriteOutput(path, out, obj, error);
+  std::vector<std::pair<std::string, std::string>> files;
+  if (!mtl.empty()) files.emplace_back(mtl_path.string(), mtl);
+  files.emplace_back(path, obj);
+  return files;
 }
 
 }  // namespace vistara::cli::obj

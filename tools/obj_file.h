@@ -8,6 +8,9 @@
 //   l a b ...             a polyline; corners v or v/vt
 //   mtllib FILE...        material libraries, beside the OBJ file (the working folder for stdin)
 //   usemtl NAME           the material of the faces after it
+// As common OBJ readers do, a library that can't be read and a material that no library read
+// defines are warnings, not errors: such a material is added with the model's defaults under its
+// name, at its first usemtl.
 // Anything else (g, o, s, vp, ...) is skipped. Faces of three corners go into a kTriangles set,
 // faces of more into a kPolygon set (corners delimited by -1) so that no face is cut into
 // triangles, and each polyline segment into a kLines set. One index set holds all faces of one
@@ -28,12 +31,12 @@
 // out, usemtl lines included.
 //
 // Failure: false and a one-line reason ("line 7: point index 9 out of range (8 points)"); the
-// shape may then hold a part of the file.
+// shape may then hold a part of the file. Warnings read alike ("line 2: cannot read 'a.mtl', ...").
 #ifndef VISTARA_TOOLS_OBJ_FILE_H_
 #define VISTARA_TOOLS_OBJ_FILE_H_
 
-#include <iosfwd>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "util/geometry3d/mesh/shape.h"
@@ -41,8 +44,9 @@
 namespace vistara::cli::obj {
 
 // Reads OBJ text into *shape (which should be empty); MTL files named by mtllib are looked for in
-// `folder` (empty: the working folder).
-bool ReadObj(const std::string& text, const std::string& folder, geometry3d::Shape* shape, std::string* error);
+// `folder` (empty: the working folder). Warnings are added to *warnings when it is given.
+bool ReadObj(const std::string& text, const std::string& folder, geometry3d::Shape* shape, std::string* error,
+             std::vector<std::string>* warnings = nullptr);
 // Reads MTL text, adding each material to *shape and its name to *names.
 bool ReadMtl(const std::string& text, geometry3d::Shape* shape, std::vector<std::string>* names,
              std::string* error);
@@ -50,16 +54,9 @@ bool ReadMtl(const std::string& text, geometry3d::Shape* shape, std::vector<std:
 // The OBJ text of `shape`; when the shape has materials and `mtl_name` is not empty the text names
 // that library and *mtl gets its text (otherwise *mtl is emptied and usemtl lines stay unresolved).
 std::string WriteObj(const geometry3d::Shape& shape, const std::string& mtl_name, std::string* mtl);
-
-// Files of the mesh commands, where "-" is standard input or output. Errors name the file.
-bool ReadInput(const std::string& path, std::istream& in, std::string* bytes, std::string* error);
-bool WriteOutput(const std::string& path, std::ostream& out, const std::string& bytes, std::string* error);
-// ReadObj on a file: MTL files are looked for beside it (in the working folder for stdin). Errors
-// read "PATH: line N: reason".
-bool ReadObjFile(const std::string& path, std::istream& in, geometry3d::Shape* shape, std::string* error);
-// WriteObj to a file and, when the shape has materials, its library beside it (x.obj, x.mtl).
-// Standard output gets no library, so the materials are left out there.
-bool WriteObjFile(const geometry3d::Shape& shape, const std::string& path, std::ostream& out, std::string* error);
+// The files that hold `shape` as OBJ at `path`, as (path, text): when the shape has materials and
+// `path` is not "-" (standard output), first its library beside it (x.obj, x.mtl), then the OBJ.
+std::vector<std::pair<std::string, std::string>> ObjFiles(const geometry3d::Shape& shape, const std::string& path);
 
 // The shortest text that reads back as the same double or float.
 std::string NumberText(double v);

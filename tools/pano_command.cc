@@ -1,7 +1,6 @@
 // vistara-spatial pano: the records of a panorama metadata reply, read from a file or stdin.
 #include <cstdio>
-#include <fstream>
-#include <iterator>
+#include <memory>
 #include <sstream>
 
 #include "cli.h"
@@ -119,65 +118,54 @@ void PrintRecord(std::ostream& out, int n, const spatial::PanoramaData& p) {
   else out << "none\n";
 }
 
-int Run(Invocation& inv) {
-  if (!inv.CheckFlags({})) return 1;
-  if (inv.args().size() > 1) return inv.Fail("expected at most one FILE");
-  std::string bytes;
-  if (inv.args().empty() || inv.args()[0] == "-") {
-    bytes.assign(std::istreambuf_iterator<char>(inv.in()), std::istreambuf_iterator<char>());
-  } else {
-    std::ifstream file(inv.args()[0], std::ios::binary);
-    if (!file) return inv.Fail("cannot read '" + inv.args()[0] + "'");
-    bytes.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-  }
+int Run(Io& io, const std::string& file) {
+  std::string bytes, error;
+  if (!io.Read(file, &bytes, &error)) return io.Fail(error);
   const QByteArray xml = QByteArray::fromStdString(bytes);
-  if (XmlReader(xml).GetErrorsOccurred()) return inv.Fail("the reply is not well-formed XML");
+  if (XmlReader(xml).GetErrorsOccurred()) return io.Fail("the reply is not well-formed XML");
 
   mmvector<RefPtr<spatial::PanoramaData>> records;
   spatial::PanoramaXMLParser::Parse(xml, &records);
   const mmvector<spatial::Annotation> annotations = spatial::DepthMapXMLParser::ParseAnnotations(xml);
-  if (inv.json()) {
-    Json::Value root(Json::objectValue);
-    Json::Value& list = root["panoramas"] = Json::Value(Json::arrayValue);
-    for (const auto& r : records) list.append(RecordJson(*r));
-    Json::Value& notes = root["annotations"] = Json::Value(Json::arrayValue);
-    for (const auto& a : annotations) {
-      Json::Value n(Json::objectValue);
-      n["id"] = Text(a.id);
-      n["title"] = a.title.isNull() ? Json::Value() : Json::Value(Text(a.title));
-      n["yaw"] = JsonNumber(a.yaw);
-      n["pitch"] = JsonNumber(a.pitch);
-      n["d"] = JsonNumber(a.d);
-      notes.append(n);
-    }
-    inv.PrintJson(root);
-    return 0;
-  }
+  Json::Value root(Json::objectValue);
+  Json::Value& list = root["panoramas"] = Json::Value(Json::arrayValue);
   std::ostringstream out;
   out << records.size() << (records.size() == 1 ? " panorama" : " panoramas") << "\n";
-  for (size_t i = 0; i < records.size(); ++i) PrintRecord(out, static_cast<int>(i + 1), *records[i]);
+  for (size_t i = 0; i < records.size(); ++i) {
+    list.append(RecordJson(*records[i]));
+    PrintRecord(out, static_cast<int>(i + 1), *records[i]);
+  }
+  Json::Value& notes = root["annotations"] = Json::Value(Json::arrayValue);
   for (const auto& a : annotations) {
+    Json::Value n(Json::objectValue);
+    n["id"] = Text(a.id);
+    n["title"] = a.title.isNull() ? Json::Value() : Json::Value(Text(a.title));
+    n["yaw"] = JsonNumber(a.yaw);
+    n["pitch"] = JsonNumber(a.pitch);
+    n["d"] = JsonNumber(a.d);
+    notes.append(n);
     out << "annotation " << Text(a.id) << ": " << Shown(a.title) << ", yaw " << Num(a.yaw) << ", pitch " << Num(a.pitch)
         << ", d " << Num(a.d) << "\n";
   }
-  inv.out() << out.str();
+  io.Print(root, out.str());
   return 0;
 }
 
-const Command kCommand{
-    "pano",
-    "the panorama records of a metadata reply (XML), with their links, levels and maps",
-    "Usage: vistara-spatial pano [FILE|-] [--json]\n\n"
+void Declare(CLI::App* command) {
+  auto file = std::make_shared<std::string>("-");
+  AddFile(command, "FILE", file.get(), "the reply; - or none: standard input");
+  SetRun(command, [file](Io& io) { return Run(io, *file); });
+}
+
+const Registrar kRegistrar(
+    "pano", "the panorama records of a metadata reply (XML), with their links, levels and maps",
     "Reads one metadata reply of the panorama service (a `panoramas` tile reply or a single\n"
-    "`panorama`) from FILE, or from standard input when FILE is - or absent, and prints each\n"
-    "record: id, position (degrees), address, image and tile sizes, yaw and tilt, info bits, links\n"
-    "with the road colour as stored (alpha-blue-green-red), levels, and the sizes of the depth and\n"
-    "pano maps if they decoded (maps are read only from a single-panorama reply). The annotations\n"
-    "of a single-panorama reply follow. Panoramas without data_properties are skipped silently, as\n"
-    "the library does; text that isn't well-formed XML is an error.\n",
-    {},
-    Run};
-const CommandRegistrar kRegistrar(kCommand);
+    "`panorama`) and prints each record: id, position (degrees), address, image and tile sizes, yaw\n"
+    "and tilt, info bits, links with the road colour as stored (alpha-blue-green-red), levels, and the\n"
+    "sizes of the depth and pano maps if they decoded (maps are read only from a single-panorama\n"
+    "reply). The annotations of a single-panorama reply follow. Panoramas without data_properties\n"
+    "are skipped silently, as the library does; text that isn't well-formed XML is an error.\n",
+    Declare);
 
 }  // namespace
 }  // namespace vistara::cli

@@ -2,8 +2,8 @@
 // body over a range of dates.
 #include <cmath>
 #include <cstdio>
+#include <memory>
 #include <optional>
-#include <cstdlib>
 
 #include "cli.h"
 #include "platform/date_time.h"
@@ -22,54 +22,6 @@ constexpr long kMaxRows = 100000;
 // Below this distance (AU) a body is where the reference is, and has no direction.
 constexpr double kNoDirectionAu = 1e-12;
 
-int DaysInMonth(int year, int month) {
-  static const int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-  const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
-  return month == 2 && leap ? 29 : kDays[month - 1];
-}
-
-// `count` decimal digits at `text[*at]`, as a number; advances `*at`. -1 if they aren't there.
-int Digits(const std::string& text, size_t* at, int count) {
-  int value = 0;
-  for (int k = 0; k < count; ++k, ++*at) {
-    if (*at >= text.size() || text[*at] < '0' || text[*at] > '9') return -1;
-    value = value * 10 + (text[*at] - '0');
-  }
-  return value;
-}
-
-// An ISO 8601 date in UTC: 2026-11-22, 2026-11-22T18:30Z, 2026-11-22T18:30:00Z or with a
-// fraction of a second; the Z may be left out.
-std::optional<DateTime> ParseDate(const std::string& text) {
-  size_t at = 0;
-  const int year = Digits(text, &at, 4);
-  const int month = at < text.size() && text[at++] == '-' ? Digits(text, &at, 2) : -1;
-  const int day = at < text.size() && text[at++] == '-' ? Digits(text, &at, 2) : -1;
-  if (year < 0 || month < 1 || month > 12 || day < 1 || day > DaysInMonth(year, month)) return std::nullopt;
-  int hour = 0, minute = 0;
-  double second = 0.0;
-  if (at < text.size() && (text[at] == 'T' || text[at] == ' ')) {
-    ++at;
-    hour = Digits(text, &at, 2);
-    minute = at < text.size() && text[at++] == ':' ? Digits(text, &at, 2) : -1;
-    if (hour < 0 || hour > 23 || minute < 0 || minute > 59) return std::nullopt;
-    if (at < text.size() && text[at] == ':') {
-      ++at;
-      const int whole = Digits(text, &at, 2);
-      if (whole < 0 || whole > 59) return std::nullopt;
-      second = whole;
-      if (at < text.size() && text[at] == '.') {
-        double scale = 0.1;
-        if (++at >= text.size() || text[at] < '0' || text[at] > '9') return std::nullopt;
-        for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at, scale /= 10) second += (text[at] - '0') * scale;
-      }
-    }
-    if (at < text.size() && text[at] == 'Z') ++at;
-  }
-  if (at != text.size()) return std::nullopt;
-  return DateTime(year, month, day, hour, minute, second);
-}
-
 // The date to the nearest second, as 2026-11-22T18:30:00Z.
 std::string FormatDate(const DateTime& date) {
   const double seconds = std::round((date.GetJulianDate() - kUnixEpochJd) * 86400.0);
@@ -78,16 +30,6 @@ std::string FormatDate(const DateTime& date) {
   std::snprintf(text, sizeof text, "%04lld-%02d-%02dT%02d:%02d:%02dZ", static_cast<long long>(f.year), f.month, f.day,
                 f.hour, f.minute, static_cast<int>(f.second));
   return text;
-}
-
-// "10d", "12h", "30m" or "1.5d" in days; 0 for anything else.
-double ParseStep(const std::string& text) {
-  if (text.size() < 2 || text[0] < '0' || text[0] > '9') return 0.0;
-  const char unit = text.back();
-  const std::string number = text.substr(0, text.size() - 1);
-  if (number.find_first_not_of("0123456789.") != std::string::npos || number.find('.') != number.rfind('.')) return 0.0;
-  const double value = std::strtod(number.c_str(), nullptr);
-  return unit == 'd' ? value : unit == 'h' ? value / 24.0 : unit == 'm' ? value / 1440.0 : 0.0;
 }
 
 std::string BodyList() {
@@ -143,89 +85,37 @@ std::string RowText(const Row& row) {
 
 const char kColumns[] = "       x (AU)        y (AU)        z (AU) distance (AU)  lon (deg) lat (deg)";
 
-int Run(Invocation& inv) {
-  if (!inv.CheckFlags({"date", "relative-to", "body", "from", "to", "step"})) return 1;
-  if (!inv.args().empty()) return inv.Fail("unexpected argument '" + inv.args()[0] + "'");
-  const std::string relative_to = inv.Option("relative-to").value_or("earth");
-  const bool absolute = relative_to == "none";
-  if (!absolute && !IsBody(relative_to)) {
-    return inv.Fail("unknown body '" + relative_to + "' for --relative-to (" + BodyList() + ", or none)");
-  }
-  const std::optional<std::string> body = inv.Option("body");
-  if (body && !IsBody(*body)) return inv.Fail("unknown body '" + *body + "' (" + BodyList() + ")");
-  auto read_date = [&](const std::string& option, DateTime* date) {
-    const std::optional<std::string> text = inv.Option(option);
-    if (!text) return true;
-    const std::optional<DateTime> parsed = ParseDate(*text);
-    if (!parsed) {
-      inv.Fail("bad date '" + *text + "' for --" + option + " (ISO 8601 UTC, e.g. 2026-11-22T18:30:00Z)");
-      return false;
-    }
-    *date = *parsed;
-    return true;
-  };
-  const QString reference = absolute ? QString() : QString::fromStdString(relative_to);
-  const std::string reference_text = absolute ? "the solar frame's origin" : relative_to;
+struct PlanetsOptions {
+  std::optional<DateTime> date, from, to;
+  std::optional<double> step;  // seconds
+  std::optional<std::string> body;
+  std::string relative_to = "earth";
+};
 
-  spatial::OrbitManager manager;
-  manager.LoadSolarSystem();
-  struct ClearOnExit {
-    spatial::OrbitManager& m;
-    ~ClearOnExit() { m.Clear(); }  // the manager's destructor leaves the orbits to its owner
-  } clear_on_exit{manager};
-
-  const bool series = inv.Option("from") || inv.Option("to") || inv.Option("step");
-  if (!series) {
-    DateTime date;
-    if (!read_date("date", &date)) return 1;
-    Json::Value root(Json::objectValue);
-    root["date"] = FormatDate(date);
-    root["julian_date"] = JsonNumber(date.GetJulianDate());
-    root["relative_to"] = absolute ? Json::Value() : Json::Value(relative_to);
-    root["unit"] = "au";
-    Json::Value& bodies = root["bodies"] = Json::Value(Json::arrayValue);
-    std::string table = "planets on " + FormatDate(date) + ", relative to " + reference_text +
-                        ", ecliptic and equinox of date\nbody    " + kColumns + "\n";
-    for (const QString& name : ssd::orbit_names_) {
-      if (body && name.toStdString() != *body) continue;
-      const Row row = Locate(manager, name, reference, date);
-      Json::Value item(Json::objectValue);
-      item["name"] = name.toStdString();
-      AddRow(row, &item);
-      bodies.append(item);
-      char label[16];
-      std::snprintf(label, sizeof label, "%-8s", name.toLatin1().constData());
-      table += label + RowText(row) + "\n";
-    }
-    if (inv.json()) inv.PrintJson(root);
-    else inv.out() << table;
-    return 0;
-  }
-
-  if (inv.Option("date")) return inv.Fail("--date and --from/--to don't go together");
-  if (!body) return inv.Fail("a table over dates needs --body");
-  if (!inv.Option("from") || !inv.Option("to")) return inv.Fail("a table over dates needs both --from and --to");
-  DateTime from, to;
-  if (!read_date("from", &from) || !read_date("to", &to)) return 1;
-  const std::string step_text = inv.Option("step").value_or("1d");
-  const double step = ParseStep(step_text);
-  if (!(step > 0.0)) return inv.Fail("bad step '" + step_text + "' (a positive number of d, h or m, e.g. 10d)");
-  if (from.GetJulianDate() > to.GetJulianDate()) return inv.Fail("--from is after --to");
-  const double span = to.GetJulianDate() - from.GetJulianDate();
-  if (span / step >= kMaxRows) return inv.Fail("too many rows (at most " + std::to_string(kMaxRows) + ")");
+// The rows of one body over dates.
+int Series(Io& io, const PlanetsOptions& o, const spatial::OrbitManager& manager) {
+  if (o.date) return io.Fail("--date and --from/--to don't go together");
+  if (!o.body) return io.Fail("a table over dates needs --body");
+  if (!o.from || !o.to) return io.Fail("a table over dates needs both --from and --to");
+  const double step = o.step.value_or(86400.0) / 86400.0;
+  if (o.from->GetJulianDate() > o.to->GetJulianDate()) return io.Fail("--from is after --to");
+  const double span = o.to->GetJulianDate() - o.from->GetJulianDate();
+  if (span / step >= kMaxRows) return io.Fail("too many rows (at most " + std::to_string(kMaxRows) + ")");
   // Julian dates near today resolve 40 microseconds: allow for that when --to falls on a step.
   const long rows = static_cast<long>(std::floor(span / step + 1e-6)) + 1;
 
-  const QString name = QString::fromStdString(*body);
+  const bool absolute = o.relative_to == "none";
+  const QString name = QString::fromStdString(*o.body);
+  const QString reference = absolute ? QString() : QString::fromStdString(o.relative_to);
   Json::Value root(Json::objectValue);
-  root["body"] = *body;
-  root["relative_to"] = absolute ? Json::Value() : Json::Value(relative_to);
+  root["body"] = *o.body;
+  root["relative_to"] = absolute ? Json::Value() : Json::Value(o.relative_to);
   root["unit"] = "au";
   Json::Value& list = root["rows"] = Json::Value(Json::arrayValue);
-  std::string table = *body + " relative to " + reference_text + ", ecliptic and equinox of date\ndate                " +
-                      kColumns + "\n";
+  std::string table = *o.body + " relative to " + (absolute ? "the solar frame's origin" : o.relative_to) +
+                      ", ecliptic and equinox of date\ndate                " + kColumns + "\n";
   for (long i = 0; i < rows; ++i) {
-    const DateTime date = DateTime::FromJulianDate(from.GetJulianDate() + static_cast<double>(i) * step);
+    const DateTime date = DateTime::FromJulianDate(o.from->GetJulianDate() + static_cast<double>(i) * step);
     const Row row = Locate(manager, name, reference, date);
     Json::Value item(Json::objectValue);
     item["date"] = FormatDate(date);
@@ -234,26 +124,82 @@ int Run(Invocation& inv) {
     list.append(item);
     table += FormatDate(date) + RowText(row) + "\n";
   }
-  if (inv.json()) inv.PrintJson(root);
-  else inv.out() << table;
+  io.Print(root, table);
   return 0;
 }
 
-const Command kCommand{
-    "planets",
-    "positions of the sun, moon and planets on a date, or of one body over dates",
-    "Usage: vistara-spatial planets [--date DATE] [--relative-to BODY|none] [--body BODY] [--json]\n"
-    "       vistara-spatial planets --body BODY --from DATE --to DATE [--step 10d] [--relative-to BODY|none]\n\n"
-    "Positions from the library's built-in orbital elements (a drifting Kepler ellipse per body),\n"
-    "in astronomical units, in the mean ecliptic and equinox of date, relative to --relative-to\n"
-    "(default earth; none: the solar frame's origin). Each row gives x, y, z, the distance and the\n"
-    "direction as ecliptic longitude and latitude in degrees ('-' for the reference body itself).\n"
-    "DATE is ISO 8601 in UTC (2026-11-22, 2026-11-22T18:30:00Z); --date defaults to now. --step\n"
-    "takes days (d), hours (h) or minutes (m); the table runs from --from to --to inclusive.\n"
+// Every body, or the one of --body, on one date.
+int OneDate(Io& io, const PlanetsOptions& o, const spatial::OrbitManager& manager) {
+  const bool absolute = o.relative_to == "none";
+  const QString reference = absolute ? QString() : QString::fromStdString(o.relative_to);
+  const DateTime date = o.date.value_or(DateTime::Now());
+  Json::Value root(Json::objectValue);
+  root["date"] = FormatDate(date);
+  root["julian_date"] = JsonNumber(date.GetJulianDate());
+  root["relative_to"] = absolute ? Json::Value() : Json::Value(o.relative_to);
+  root["unit"] = "au";
+  Json::Value& bodies = root["bodies"] = Json::Value(Json::arrayValue);
+  std::string table = "planets on " + FormatDate(date) + ", relative to " +
+                      (absolute ? "the solar frame's origin" : o.relative_to) +
+                      ", ecliptic and equinox of date\nbody    " + kColumns + "\n";
+  for (const QString& name : ssd::orbit_names_) {
+    if (o.body && name.toStdString() != *o.body) continue;
+    const Row row = Locate(manager, name, reference, date);
+    Json::Value item(Json::objectValue);
+    item["name"] = name.toStdString();
+    AddRow(row, &item);
+    bodies.append(item);
+    char label[16];
+    std::snprintf(label, sizeof label, "%-8s", name.toLatin1().constData());
+    table += label + RowText(row) + "\n";
+  }
+  io.Print(root, table);
+  return 0;
+}
+
+int Run(Io& io, const PlanetsOptions& o) {
+  spatial::OrbitManager manager;
+  manager.LoadSolarSystem();
+  struct ClearOnExit {
+    spatial::OrbitManager& m;
+    ~ClearOnExit() { m.Clear(); }  // the manager's destructor leaves the orbits to its owner
+  } clear_on_exit{manager};
+  return o.from || o.to || o.step ? Series(io, o, manager) : OneDate(io, o, manager);
+}
+
+// A body of the built-in table (or "none", where `none` says so).
+template <class Dest>  // std::string or std::optional<std::string>
+CLI::Option* AddBody(CLI::App* app, const std::string& name, bool none, Dest* body, const std::string& help) {
+  return AddParsed(app, name, none ? "BODY|none" : "BODY", help, [body, none](const std::string& text, std::string* error) {
+    if (!IsBody(text) && !(none && text == "none")) {
+      *error = "unknown body '" + text + "' (" + BodyList() + (none ? ", or none)" : ")");
+      return false;
+    }
+    *body = text;
+    return true;
+  });
+}
+
+void Declare(CLI::App* command) {
+  auto o = std::make_shared<PlanetsOptions>();
+  AddDate(command, "--date", &o->date, "the date of the positions (default now)");
+  AddBody(command, "--relative-to", true, &o->relative_to, "the body the positions are seen from (default earth)");
+  AddBody(command, "--body", false, &o->body, "one body instead of all; needed for a table over dates");
+  AddDate(command, "--from", &o->from, "the first date of a table over dates");
+  AddDate(command, "--to", &o->to, "the last date of the table (inclusive)");
+  AddDuration(command, "--step", &o->step, "the step of the table (default 1d)");
+  SetRun(command, [o](Io& io) { return Run(io, *o); });
+}
+
+const Registrar kRegistrar(
+    "planets", "positions of the sun, moon and planets on a date, or of one body over dates",
+    "Positions from the library's built-in orbital elements (a drifting Kepler ellipse per body), in\n"
+    "astronomical units, in the mean ecliptic and equinox of date, relative to --relative-to (none:\n"
+    "the solar frame's origin). Each row gives x, y, z, the distance and the direction as ecliptic\n"
+    "longitude and latitude in degrees ('-' for the reference body itself). DATE is ISO 8601 in UTC\n"
+    "(2026-11-22, 2026-11-22T18:30:00Z). A table over dates runs from --from to --to inclusive.\n"
     "Bodies: sun, mercury, venus, earth, mars, jupiter, saturn, uranus, neptune, moon.\n",
-    {"date", "relative-to", "body", "from", "to", "step"},
-    Run};
-const CommandRegistrar kRegistrar(kCommand);
+    Declare);
 
 }  // namespace
 }  // namespace vistara::cli

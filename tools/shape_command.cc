@@ -1,15 +1,10 @@
 // vistara-spatial shape: shape streams to and from Wavefront OBJ.
-//   shape encode IN.obj OUT [--version V] [--point-bits N] [--normal-bits N] [--tex-coord-bits N]
-//                           [--point-unit X]
-//   shape decode IN OUT.obj
-//   shape info IN
-// "-" stands for standard input or output.
-#include <cerrno>
-#include <climits>
 #include <cmath>
-#include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <memory>
+#include <sstream>
+#include <tuple>
 
 #include "cli.h"
 #include "diorama/shape_coder.h"
@@ -34,49 +29,36 @@ const char* FormatName(int format) {
   }
 }
 
-bool ParseInt(const std::string& text, int* value) {
-  char* end = nullptr;
-  errno = 0;
-  const long v = std::strtol(text.c_str(), &end, 10);
-  if (text.empty() || errno || *end || v < INT_MIN || v > INT_MAX) return false;
-  *value = static_cast<int>(v);
-  return true;
-}
-
-std::string Name(const std::string& path) { return path == "-" ? "stdin" : path; }
+struct EncodeOptions {
+  std::string in, out;
+  int version = loupe::ShapeEncoder::kDefaultCodecVersion;
+  std::optional<int> point_bits, normal_bits, tex_coord_bits;
+  std::optional<double> point_unit;
+};
 
 // The quantisation options, checked against what the version can code: versions 1 and 2 take
 // 1..31 bits of a range of --point-unit, version 3 takes a power-of-two exponent of -32..31.
-bool Settings(Invocation& inv, loupe::ShapeEncoder* encoder, std::string* error) {
+bool Settings(const EncodeOptions& o, loupe::ShapeEncoder* encoder, std::string* error) {
   const int version = encoder->codec_version();
-  const int low = version == 3 ? -32 : 1;
-  const std::pair<const char*, void (loupe::ShapeEncoder::*)(int)> bits[] = {
-      {"point-bits", &loupe::ShapeEncoder::set_point_bits},
-      {"normal-bits", &loupe::ShapeEncoder::set_normal_bits},
-      {"tex-coord-bits", &loupe::ShapeEncoder::set_tex_coord_bits}};
-  for (const auto& [name, set] : bits) {
-    auto text = inv.Option(name);
-    if (!text) continue;
-    int v = 0;
-    if (!ParseInt(*text, &v) || v < low || v > 31) {
-      *error = "--" + std::string(name) + " must be an integer from " + std::to_string(low) + " to 31 for version " +
-               std::to_string(version) + ", got '" + *text + "'";
+  const std::tuple<const char*, std::optional<int>, void (loupe::ShapeEncoder::*)(int)> bits[] = {
+      {"--point-bits", o.point_bits, &loupe::ShapeEncoder::set_point_bits},
+      {"--normal-bits", o.normal_bits, &loupe::ShapeEncoder::set_normal_bits},
+      {"--tex-coord-bits", o.tex_coord_bits, &loupe::ShapeEncoder::set_tex_coord_bits}};
+  for (const auto& [name, value, set] : bits) {
+    if (!value) continue;
+    if (version < 3 && *value < 1) {
+      *error = std::string(name) + ": " + std::to_string(*value) + " is not in 1..31 for version " +
+               std::to_string(version);
       return false;
     }
-    (encoder->*set)(v);
+    (encoder->*set)(*value);
   }
-  if (auto text = inv.Option("point-unit")) {
-    char* end = nullptr;
-    const double unit = std::strtod(text->c_str(), &end);
+  if (o.point_unit) {
     if (version == 3) {
       *error = "--point-unit applies to versions 1 and 2 only";
       return false;
     }
-    if (text->empty() || *end || !std::isfinite(unit) || !(unit > 0)) {
-      *error = "--point-unit must be a number above 0, got '" + *text + "'";
-      return false;
-    }
-    encoder->set_point_unit(unit);
+    encoder->set_point_unit(*o.point_unit);
   }
   return true;
 }
@@ -131,50 +113,54 @@ Json::Value StatsJson(const loupe::ShapeEncoderStats& s) {
   return j;
 }
 
-int Encode(Invocation& inv, const std::vector<std::string>& files) {
-  if (files.size() != 2) return inv.Fail("shape encode needs IN.obj and OUT");
-  int version = loupe::ShapeEncoder::kDefaultCodecVersion;
-  if (auto text = inv.Option("version"); text && (!ParseInt(*text, &version) || version < 1 || version > 3)) {
-    return inv.Fail("--version must be 1, 2 or 3, got '" + *text + "'");
-  }
-  std::unique_ptr<loupe::ShapeEncoder> encoder(loupe::ShapeEncoder::CreateEncoder(version));
-  if (!encoder) return inv.Fail("no encoder for shape stream version " + std::to_string(version));
+// The OBJ file at `path` and its MTL libraries; warnings go out as they are, errors name the file.
+bool ReadObjFile(Io& io, const std::string& path, Shape* shape, std::string* error) {
+  std::string text;
+  if (!io.Read(path, &text, error)) return false;
+  const std::string folder = path == "-" ? "" : std::filesystem::path(path).parent_path().string();
+  std::vector<std::string> warnings;
+  const bool read = obj::ReadObj(text, folder, shape, error, &warnings);
+  for (const std::string& w : warnings) io.Warn(DisplayName(path) + ": " + w);
+  if (!read) *error = DisplayName(path) + ": " + *error;
+  return read;
+}
+
+int Encode(Io& io, const EncodeOptions& o) {
+  std::unique_ptr<loupe::ShapeEncoder> encoder(loupe::ShapeEncoder::CreateEncoder(o.version));
+  if (!encoder) return io.Fail("no encoder for shape stream version " + std::to_string(o.version));
   std::string error;
-  if (!Settings(inv, encoder.get(), &error)) return inv.Fail(error);
+  if (!Settings(o, encoder.get(), &error)) return io.Fail(error);
 
   Shape shape;
-  if (!obj::ReadObjFile(files[0], inv.in(), &shape, &error)) return inv.Fail(error);
+  if (!ReadObjFile(io, o.in, &shape, &error)) return io.Fail(error);
   if (!shape.Validate(&error) || !FitsQuantisation(shape, *encoder, &error)) {
-    return inv.Fail(Name(files[0]) + ": " + error);
+    return io.Fail(DisplayName(o.in) + ": " + error);
   }
   if (!encoder->EncodeShape(shape)) {
-    return inv.Fail(Name(files[0]) + ": cannot encode at these settings (a quantised axis would need more "
-                                     "than 30 bits)");
+    return io.Fail(DisplayName(o.in) + ": cannot encode at these settings (a quantised axis would need more than "
+                                       "30 bits)");
   }
   std::string bytes;
   encoder->get_buffer(&bytes);
-  if (!obj::WriteOutput(files[1], inv.out(), bytes, &error)) return inv.Fail(error);
+  if (!io.Write(o.out, bytes, &error)) return io.Fail(error);
 
-  // With the stream on standard output the summary goes to standard error.
-  std::ostream& report = files[1] == "-" ? inv.err() : inv.out();
   const loupe::ShapeEncoderStats& s = encoder->stats();
-  if (inv.json()) {
-    Json::Value root(Json::objectValue);
-    root["file"] = files[1];
-    root["version"] = version;
-    root["bytes"] = static_cast<Json::UInt64>(bytes.size());
-    root["stats"] = StatsJson(s);
-    report << JsonText(root) << "\n";
-    return 0;
-  }
-  report << Name(files[1]) << ": version " << version << ", " << bytes.size() << " bytes\n"
-         << "  materials " << s.num_materials << " (" << s.material_bytes << " bytes)\n"
-         << "  points " << s.num_points << " (" << s.point_bytes << " bytes), indices " << s.num_point_indices
-         << " (" << s.point_index_bytes << " bytes)\n"
-         << "  normals " << s.num_normals << " (" << s.normal_bytes << " bytes), indices " << s.num_normal_indices
-         << " (" << s.normal_index_bytes << " bytes)\n"
-         << "  tex coords " << s.num_tex_coords << " (" << s.tex_coord_bytes << " bytes), indices "
-         << s.num_tex_coord_indices << " (" << s.tex_coord_index_bytes << " bytes)\n";
+  Json::Value root(Json::objectValue);
+  root["file"] = o.out;
+  root["version"] = o.version;
+  root["bytes"] = static_cast<Json::UInt64>(bytes.size());
+  root["stats"] = StatsJson(s);
+  std::ostringstream text;
+  text << DisplayName(o.out) << ": version " << o.version << ", " << bytes.size() << " bytes\n"
+       << "  materials " << s.num_materials << " (" << s.material_bytes << " bytes)\n"
+       << "  points " << s.num_points << " (" << s.point_bytes << " bytes), indices " << s.num_point_indices << " ("
+       << s.point_index_bytes << " bytes)\n"
+       << "  normals " << s.num_normals << " (" << s.normal_bytes << " bytes), indices " << s.num_normal_indices
+       << " (" << s.normal_index_bytes << " bytes)\n"
+       << "  tex coords " << s.num_tex_coords << " (" << s.tex_coord_bytes << " bytes), indices "
+       << s.num_tex_coord_indices << " (" << s.tex_coord_index_bytes << " bytes)\n";
+  // With the stream on standard output the summary goes to standard error.
+  (o.out == "-" ? io.err() : io.out()) << (io.json() ? JsonText(root) + "\n" : text.str());
   return 0;
 }
 
@@ -198,24 +184,24 @@ std::string DecodeStream(const std::string& name, const std::string& bytes, Shap
   return "";
 }
 
-int Decode(Invocation& inv, const std::vector<std::string>& files) {
-  if (files.size() != 2) return inv.Fail("shape decode needs IN and OUT.obj");
+int Decode(Io& io, const std::string& in, const std::string& out) {
   std::string bytes, error;
-  if (!obj::ReadInput(files[0], inv.in(), &bytes, &error)) return inv.Fail(error);
+  if (!io.Read(in, &bytes, &error)) return io.Fail(error);
   Shape shape;
   std::unique_ptr<loupe::ShapeDecoder> decoder;
-  if (error = DecodeStream(Name(files[0]), bytes, &shape, &decoder); !error.empty()) return inv.Fail(error);
-  if (!obj::WriteObjFile(shape, files[1], inv.out(), &error)) return inv.Fail(error);
+  if (error = DecodeStream(DisplayName(in), bytes, &shape, &decoder); !error.empty()) return io.Fail(error);
+  for (const auto& [file, text] : obj::ObjFiles(shape, out)) {
+    if (!io.Write(file, text, &error)) return io.Fail(error);
+  }
   return 0;
 }
 
-int Info(Invocation& inv, const std::vector<std::string>& files) {
-  if (files.size() != 1) return inv.Fail("shape info needs exactly one IN");
+int Info(Io& io, const std::string& in) {
   std::string bytes, error;
-  if (!obj::ReadInput(files[0], inv.in(), &bytes, &error)) return inv.Fail(error);
+  if (!io.Read(in, &bytes, &error)) return io.Fail(error);
   Shape shape;
   std::unique_ptr<loupe::ShapeDecoder> decoder;
-  if (error = DecodeStream(Name(files[0]), bytes, &shape, &decoder); !error.empty()) return inv.Fail(error);
+  if (error = DecodeStream(DisplayName(in), bytes, &shape, &decoder); !error.empty()) return io.Fail(error);
   const loupe::ShapeDecoder& d = *decoder;
 
   Json::Value root(Json::objectValue);
@@ -260,11 +246,7 @@ int Info(Invocation& inv, const std::vector<std::string>& files) {
     materials.append(j);
   }
   root["material_list"] = materials;
-  if (inv.json()) {
-    inv.PrintJson(root);
-    return 0;
-  }
-  std::ostream& out = inv.out();
+  std::ostringstream out;
   out << "version " << d.codec_version() << ", " << bytes.size() << " bytes\n"
       << "points " << shape.points().size() << ", normals " << shape.normals().size() << ", tex coords "
       << shape.tex_coords().size() << ", materials " << shape.materials().size() << "\n"
@@ -287,45 +269,46 @@ int Info(Invocation& inv, const std::vector<std::string>& files) {
         << s.point_indices().size() << " point, " << s.normal_indices().size() << " normal, "
         << s.tex_coord_indices().size() << " tex coord indices\n";
   }
+  io.Print(root, out.str());
   return 0;
 }
 
-int Run(Invocation& inv) {
-  if (!inv.CheckFlags({})) return 1;
-  if (inv.args().empty()) return inv.Fail("missing operation (encode, decode, info)");
-  const std::string op = inv.args()[0];
-  const std::vector<std::string> files(inv.args().begin() + 1, inv.args().end());
-  if (op != "encode") {
-    for (const char* name : {"version", "point-bits", "normal-bits", "tex-coord-bits", "point-unit"}) {
-      if (inv.Option(name)) return inv.Fail("--" + std::string(name) + " applies to shape encode only");
-    }
-  }
-  if (op == "encode") return Encode(inv, files);
-  if (op == "decode") return Decode(inv, files);
-  if (op == "info") return Info(inv, files);
-  return inv.Fail("unknown operation '" + op + "' (encode, decode, info)");
+void Declare(CLI::App* command) {
+  auto e = std::make_shared<EncodeOptions>();
+  CLI::App* encode = AddOperation(
+      command, "encode", "an OBJ file as a shape stream",
+      "Reads an OBJ file (points, normals, texture coordinates, faces, lines, materials from its MTL\n"
+      "library), checks the shape and writes the stream, then prints what each part of the stream\n"
+      "cost (on standard error when the stream goes to standard output). Faces of three corners\n"
+      "become triangles, larger faces polygons. A material no library defines, or a library that\n"
+      "can't be read, is a warning: the material gets default values. Versions 1 and 2 quantise to N\n"
+      "bits (1 to 31, default 8) over a range of X (default 1) for points and of 1 for the others;\n"
+      "version 3 keeps N fractional bits (-32 to 31, default 8).\n");
+  AddFile(encode, "IN", &e->in, "the OBJ file")->required();
+  AddFile(encode, "OUT", &e->out, "the stream")->required();
+  AddInt(encode, "--version", &e->version, {1, 3}, "the stream version (default 3)");
+  AddInt(encode, "--point-bits", &e->point_bits, {-32, 31}, "bits of the points");
+  AddInt(encode, "--normal-bits", &e->normal_bits, {-32, 31}, "bits of the normals");
+  AddInt(encode, "--tex-coord-bits", &e->tex_coord_bits, {-32, 31}, "bits of the texture coordinates");
+  AddNumber(encode, "--point-unit", &e->point_unit, {0, Range().high, true}, "the range of the points (versions 1 and 2)");
+  SetRun(encode, [e](Io& io) { return Encode(io, *e); });
+
+  auto files = std::make_shared<std::pair<std::string, std::string>>();
+  CLI::App* decode = AddOperation(command, "decode", "a shape stream of any version as OBJ",
+                                  "Reads a stream, checks the shape and writes it as OBJ with its materials in an MTL\n"
+                                  "file beside it (OUT.mtl); OBJ on standard output goes without materials.\n");
+  AddFile(decode, "IN", &files->first, "the stream")->required();
+  AddFile(decode, "OUT", &files->second, "the OBJ file")->required();
+  SetRun(decode, [files](Io& io) { return Decode(io, files->first, files->second); }, Output::kNone);
+
+  CLI::App* info = AddOperation(command, "info", "the settings and contents of a shape stream",
+                                "Prints the stream's version and settings, pool sizes, materials and index sets.\n");
+  AddFile(info, "IN", &files->first, "the stream")->required();
+  SetRun(info, [files](Io& io) { return Info(io, files->first); });
 }
 
-const Command kCommand{
-    "shape",
-    "encode Wavefront OBJ meshes as shape streams, decode and inspect them",
-    "Usage: vistara-spatial shape encode IN.obj OUT [--version 1|2|3] [--point-bits N] [--normal-bits N]\n"
-    "                                    [--tex-coord-bits N] [--point-unit X] [--json]\n"
-    "       vistara-spatial shape decode IN OUT.obj\n"
-    "       vistara-spatial shape info IN [--json]\n\n"
-    "encode: reads an OBJ file (points, normals, texture coordinates, faces, lines, materials from\n"
-    "its MTL library), checks the shape and writes the stream (version 3 by default), then prints\n"
-    "what each part of the stream cost. Faces of three corners become triangles, larger faces\n"
-    "polygons. Versions 1 and 2 quantise to N bits (1 to 31, default 8) over a range of X (default\n"
-    "1) for points and of 1 for the others; version 3 keeps N fractional bits (-32 to 31, default 8).\n\n"
-    "decode: reads a stream of any version, checks the shape and writes it as OBJ, with its\n"
-    "materials in an MTL file beside it (OUT.mtl).\n\n"
-    "info: the stream's version and settings, pool sizes, materials and index sets.\n\n"
-    "A file of \"-\" is standard input or output; OBJ on standard output goes without materials,\n"
-    "and encode's summary then goes to standard error.\n",
-    {"version", "point-bits", "normal-bits", "tex-coord-bits", "point-unit"},
-    Run};
-const CommandRegistrar kRegistrar(kCommand);
+const Registrar kRegistrar("shape", "Wavefront OBJ meshes as shape streams, and back", "",
+                           Declare);
 
 }  // namespace
 }  // namespace vistara::cli

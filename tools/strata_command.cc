@@ -1,13 +1,7 @@
 // vistara-spatial strata: altitude strata of the globe's octree.
-//   strata altitude METRES... --level L    the stratum holding each altitude
-//   strata path PATH...                    level, row, column and stratum of octree paths
-//   strata to-path LEVEL ROW COLUMN STRATUM  the octree path
-// With no words after the operation, altitude and path read one input per line from stdin.
-#include <cerrno>
+#include <array>
 #include <climits>
-#include <cmath>
-#include <cstdlib>
-#include <functional>
+#include <memory>
 #include <sstream>
 
 #include "cli.h"
@@ -18,30 +12,9 @@ namespace {
 
 using loupe::StratumTools;
 
-bool ParseInt(const std::string& text, int* value) {
-  if (text.empty()) return false;
-  char* end = nullptr;
-  errno = 0;
-  const long v = std::strtol(text.c_str(), &end, 10);
-  if (errno || *end || v < INT_MIN || v > INT_MAX) return false;
-  *value = static_cast<int>(v);
-  return true;
-}
-
-bool ParseDouble(const std::string& text, double* value) {
-  if (text.empty()) return false;
-  char* end = nullptr;
-  errno = 0;
-  *value = std::strtod(text.c_str(), &end);
-  return !errno && !*end && std::isfinite(*value);
-}
-
 bool Altitude(int level, const std::string& text, Json::Value* json, std::string* line, std::string* error) {
   double metres = 0;
-  if (!ParseDouble(text, &metres)) {
-    *error = "not an altitude in metres: '" + text + "'";
-    return false;
-  }
+  if (!ParseNumber(text, {}, &metres, error)) return false;
   const double native = StratumTools::KmlAltitudeToNativeAltitude(metres);
   if (!(native >= -1.0 && native < 5.0)) {
     *error = "altitude " + text + " m is outside -1 to 5 planet radii";
@@ -79,84 +52,53 @@ bool Path(const std::string& path, Json::Value* json, std::string* line, std::st
   return true;
 }
 
-// One result per word, or per stdin line when there are no words.
-int ForEach(Invocation& inv, const std::vector<std::string>& words,
-            const std::function<bool(const std::string&, Json::Value*, std::string*, std::string*)>& apply) {
-  auto handle = [&](const std::string& text, std::string* error) {
-    Json::Value json(Json::objectValue);
-    std::string line;
-    if (!apply(text, &json, &line, error)) return false;
-    if (inv.json()) inv.PrintJson(json);
-    else inv.out() << line << "\n";
-    return true;
-  };
-  if (words.empty()) return inv.ForEachInputLine(handle);
-  int status = 0;
-  for (size_t i = 0; i < words.size(); ++i) {
-    std::string error;
-    if (!handle(words[i], &error)) {
-      inv.LineError(static_cast<int>(i + 1), error);
-      status = 1;
-    }
+int ToPath(Io& io, const std::array<int, 4>& v) {
+  std::string path;
+  if (!loupe::LevelRowColumnStratumToTraversalPath(v[0], v[1], v[2], v[3], &path)) {
+    return io.Fail("no octree path for level " + std::to_string(v[0]) + " row " + std::to_string(v[1]) + " column " +
+                   std::to_string(v[2]) + " stratum " + std::to_string(v[3]) + " (level 0 to 30, all inside the level)");
   }
-  return status;
+  Json::Value json(Json::objectValue);
+  json["path"] = path;
+  io.Print(json, (path.empty() ? "(root)" : path) + "\n");
+  return 0;
 }
 
-int Run(Invocation& inv) {
-  if (!inv.CheckFlags({"level"})) return 1;
-  if (inv.args().empty()) return inv.Fail("missing operation (altitude, path, to-path)");
-  const std::string op = inv.args()[0];
-  const std::vector<std::string> words(inv.args().begin() + 1, inv.args().end());
-  if (op == "altitude") {
-    int level = 0;
-    const auto text = inv.Option("level");
-    if (!text) return inv.Fail("strata altitude needs --level L");
-    if (!ParseInt(*text, &level) || level < 0 || level > 31) return inv.Fail("--level must be 0 to 31, got '" + *text + "'");
-    return ForEach(inv, words, [level](const std::string& w, Json::Value* j, std::string* l, std::string* e) {
-      return Altitude(level, w, j, l, e);
+void Declare(CLI::App* command) {
+  auto words = std::make_shared<std::vector<std::string>>();
+  CLI::App* altitude = AddOperation(
+      command, "altitude", "the stratum at a level holding each altitude",
+      "Prints the stratum at level L holding each altitude in metres above the surface, with its base\n"
+      "and top. Stratum 0 holds the surface; the strata cut -1 to 5 planet radii (6371010 m each)\n"
+      "into 2^L layers.\n");
+  altitude->add_option("METRES", *words, "altitudes; none: each line of standard input");
+  auto level = std::make_shared<int>(0);
+  AddInt(altitude, "--level", level.get(), {0, 31}, "the level of the strata")->type_name("L")->required();
+  SetRun(altitude, [words, level](Io& io) {
+    return ForEachInput(io, *words, [level](const std::string& w, Json::Value* j, std::string* t, std::string* e) {
+      return Altitude(*level, w, j, t, e);
     });
-  }
-  if (op == "path") return ForEach(inv, words, Path);
-  if (op == "to-path") {
-    int v[4];
-    if (words.size() != 4) return inv.Fail("strata to-path needs LEVEL ROW COLUMN STRATUM");
-    for (int i = 0; i < 4; ++i) {
-      if (!ParseInt(words[i], &v[i])) return inv.Fail("not an integer: '" + words[i] + "'");
-    }
-    std::string path;
-    if (!loupe::LevelRowColumnStratumToTraversalPath(v[0], v[1], v[2], v[3], &path)) {
-      return inv.Fail("no octree path for level " + words[0] + " row " + words[1] + " column " + words[2] +
-                      " stratum " + words[3] + " (level 0 to 30, all inside the level)");
-    }
-    if (inv.json()) {
-      Json::Value json(Json::objectValue);
-      json["path"] = path;
-      inv.PrintJson(json);
-    } else {
-      inv.out() << (path.empty() ? "(root)" : path) << "\n";
-    }
-    return 0;
-  }
-  return inv.Fail("unknown operation '" + op + "' (altitude, path, to-path)");
+  });
+
+  CLI::App* path = AddOperation(
+      command, "path", "the level, row, column and stratum of octree paths",
+      "Prints the level, row (from the south), column and stratum of each octree path of octal digits\n"
+      "(column bit 1, row bit 2 counted from the north, stratum bit 4).\n");
+  path->add_option("PATH", *words, "octree paths; none: each line of standard input");
+  SetRun(path, [words](Io& io) { return ForEachInput(io, *words, Path); });
+
+  CLI::App* to_path = AddOperation(command, "to-path", "the octree path of a level, row, column and stratum",
+                                   "The inverse of path; \"(root)\" is the empty path of level 0.\n");
+  auto v = std::make_shared<std::array<int, 4>>();
+  const char* const kArguments[][2] = {
+      {"LEVEL", "0 to 30"}, {"ROW", "from the south"}, {"COLUMN", "from the west"}, {"STRATUM", "0 holds the surface"}};
+  for (int i = 0; i < 4; ++i) AddInt(to_path, kArguments[i][0], &(*v)[i], {INT_MIN, INT_MAX}, kArguments[i][1])->required();
+  SetRun(to_path, [v](Io& io) { return ToPath(io, *v); });
 }
 
-const Command kCommand{
-    "strata",
-    "altitude strata and octree paths",
-    "Usage: vistara-spatial strata altitude [METRES...] --level L [--json]\n"
-    "       vistara-spatial strata path [PATH...] [--json]\n"
-    "       vistara-spatial strata to-path LEVEL ROW COLUMN STRATUM [--json]\n\n"
-    "altitude: the stratum at level L (0 to 31) holding each altitude in metres above the\n"
-    "surface, with its base and top. Stratum 0 holds the surface; the strata cut -1 to 5 planet\n"
-    "radii (6371010 m each) into 2^L layers.\n"
-    "path: the level, row (from the south), column and stratum of each octree path of octal\n"
-    "digits (column bit 1, row bit 2 counted from the north, stratum bit 4).\n"
-    "to-path: the inverse; \"(root)\" is the empty path of level 0.\n"
-    "altitude and path read one input per line from stdin when none is given; a bad input prints\n"
-    "\"error: line N: ...\" in its place, N counting the inputs, and the exit status is 1.\n",
-    {"level"},
-    Run};
-const CommandRegistrar kRegistrar(kCommand);
+const Registrar kRegistrar("strata", "altitude strata and octree paths",
+                           "altitude and path take their inputs as words, or one per line of standard input.\n",
+                           Declare);
 
 }  // namespace
 }  // namespace vistara::cli

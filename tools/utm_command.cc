@@ -1,9 +1,6 @@
 // vistara-spatial utm: positions to UTM text and UTM text back to positions.
-#include <cerrno>
-#include <cmath>
 #include <cstdio>
-#include <cstdlib>
-#include <sstream>
+#include <memory>
 
 #include "base/utmzone.h"
 #include "cli.h"
@@ -12,141 +9,112 @@
 namespace vistara::cli {
 namespace {
 
-// A whole text as one finite double.
-bool ReadNumber(const std::string& text, double* value) {
-  if (text.empty()) return false;
-  char* end = nullptr;
-  errno = 0;
-  const double v = std::strtod(text.c_str(), &end);
-  if (end == text.c_str() || *end != '\0' || errno == ERANGE || !std::isfinite(v)) return false;
-  *value = v;
-  return true;
-}
-
-// "LAT LNG" or "LAT,LNG" (blanks and one comma between).
-bool ReadPosition(const std::string& line, double* lat, double* lng) {
-  std::string text = line;
-  for (char& c : text) {
-    if (c == ',' || c == '\t') c = ' ';
-  }
-  std::istringstream in(text);
-  std::string a, b, rest;
-  if (!(in >> a >> b) || (in >> rest)) return false;
-  return ReadNumber(a, lat) && ReadNumber(b, lng);
-}
-
 std::string Fixed(double value) {
   char text[64];
   std::snprintf(text, sizeof text, "%.6f", value);
   return text;
 }
 
-bool To(Invocation& inv, double lat, double lng, std::string* error) {
+bool To(const LatLon& p, Json::Value* json, std::string* text, std::string* error) {
   QString zone, easting, northing;
-  if (!spatial::CreateUTMStrings(lat, lng, &zone, &easting, &northing)) {
-    *error = "no UTM zone for latitude " + Fixed(lat);
+  if (!spatial::CreateUTMStrings(p.lat, p.lon, &zone, &easting, &northing)) {
+    *error = "no UTM zone for latitude " + Fixed(p.lat);
     return false;
   }
-  if (inv.json()) {
-    const marlin::UTMZone utm(lat, lng);
-    double x, y;
-    utm.LatLngToLocal(lat, lng, &x, &y);
-    Json::Value out(Json::objectValue);
-    out["latitude"] = JsonNumber(lat);
-    out["longitude"] = JsonNumber(lng);
-    out["zone"] = zone.toStdString();
-    out["easting"] = easting.toStdString();
-    out["northing"] = northing.toStdString();
-    out["zone_number"] = int{utm.longitude_zone()};
-    out["band"] = std::string(1, utm.latitude_zone());
-    out["easting_m"] = JsonNumber(x);
-    out["northing_m"] = JsonNumber(y);
-    inv.PrintJson(out);
-  } else {
-    inv.out() << zone.toStdString() << "  " << easting.toStdString() << "  " << northing.toStdString() << "\n";
-  }
+  const marlin::UTMZone utm(p.lat, p.lon);
+  double x, y;
+  utm.LatLngToLocal(p.lat, p.lon, &x, &y);
+  (*json)["latitude"] = JsonNumber(p.lat);
+  (*json)["longitude"] = JsonNumber(p.lon);
+  (*json)["zone"] = zone.toStdString();
+  (*json)["easting"] = easting.toStdString();
+  (*json)["northing"] = northing.toStdString();
+  (*json)["zone_number"] = int{utm.longitude_zone()};
+  (*json)["band"] = std::string(1, utm.latitude_zone());
+  (*json)["easting_m"] = JsonNumber(x);
+  (*json)["northing_m"] = JsonNumber(y);
+  *text = zone.toStdString() + "  " + easting.toStdString() + "  " + northing.toStdString();
   return true;
 }
 
-void PrintLatLng(Invocation& inv, const std::string& input, double lat, double lng) {
-  if (inv.json()) {
-    Json::Value out(Json::objectValue);
-    out["input"] = input;
-    out["latitude"] = JsonNumber(lat);
-    out["longitude"] = JsonNumber(lng);
-    inv.PrintJson(out);
-  } else {
-    inv.out() << Fixed(lat) << " " << Fixed(lng) << "\n";
-  }
+void LatLngResult(const std::string& input, double lat, double lng, Json::Value* json, std::string* text) {
+  (*json)["input"] = input;
+  (*json)["latitude"] = JsonNumber(lat);
+  (*json)["longitude"] = JsonNumber(lng);
+  *text = Fixed(lat) + " " + Fixed(lng);
 }
 
-bool From(Invocation& inv, const std::string& text, std::string* error) {
+bool From(const std::string& input, Json::Value* json, std::string* text, std::string* error) {
   double lat, lng;
-  if (!spatial::ParseLatLonFromUTM(QString::fromStdString(text), &lat, &lng)) {
-    *error = "not a UTM position: '" + text + "'";
+  if (!spatial::ParseLatLonFromUTM(QString::fromStdString(input), &lat, &lng)) {
+    *error = "not a UTM position: '" + input + "'";
     return false;
   }
-  PrintLatLng(inv, text, lat, lng);
+  LatLngResult(input, lat, lng, json, text);
   return true;
 }
 
-int Run(Invocation& inv) {
-  if (!inv.CheckFlags({})) return 1;
-  const auto& args = inv.args();
-  if (args.empty()) return inv.Fail("no operation given (to, from)");
-  const std::string& op = args[0];
-  if (op == "to") {
-    if (args.size() == 1) {
-      return inv.ForEachInputLine([&](const std::string& line, std::string* error) {
-        double lat, lng;
-        if (!ReadPosition(line, &lat, &lng)) {
-          *error = "expected LATITUDE LONGITUDE, got '" + line + "'";
-          return false;
-        }
-        return To(inv, lat, lng, error);
-      });
-    }
-    double lat, lng;
-    if (args.size() != 3 || !ReadNumber(args[1], &lat) || !ReadNumber(args[2], &lng)) {
-      return inv.Fail("usage: utm to LATITUDE LONGITUDE (degrees)");
-    }
-    std::string error;
-    return To(inv, lat, lng, &error) ? 0 : inv.Fail(error);
-  }
-  if (op == "from") {
-    if (args.size() == 1) return inv.ForEachInputLine([&](const std::string& line, std::string* error) {
-      return From(inv, line, error);
+struct ToOptions {
+  std::optional<double> lat, lon;
+};
+
+int RunTo(Io& io, const ToOptions& o) {
+  if (!o.lat) {
+    return ForEachInput(io, {}, [](const std::string& line, Json::Value* json, std::string* text, std::string* error) {
+      LatLon p;
+      return ParseLatLon(line, &p, error) && To(p, json, text, error);
     });
-    std::string error;
-    if (args.size() == 2) return From(inv, args[1], &error) ? 0 : inv.Fail(error);
-    if (args.size() == 4) {
-      double lat, lng;
-      if (!spatial::ParseLatLonFromUTM(QString::fromStdString(args[1]), QString::fromStdString(args[2]),
-                                       QString::fromStdString(args[3]), &lat, &lng)) {
-        return inv.Fail("not a UTM zone: '" + args[1] + "'");
-      }
-      PrintLatLng(inv, args[1] + " " + args[2] + " " + args[3], lat, lng);
-      return 0;
-    }
-    return inv.Fail("usage: utm from \"ZONE EASTING NORTHING\" | ZONE EASTING NORTHING");
   }
-  return inv.Fail("unknown operation '" + op + "' (to, from)");
+  Json::Value json(Json::objectValue);
+  std::string text, error;
+  if (!To({*o.lat, *o.lon}, &json, &text, &error)) return io.Fail(error);
+  io.Print(json, text + "\n");
+  return 0;
 }
 
-const Command kCommand{
-    "utm",
-    "positions to UTM zone, easting and northing, and back",
-    "Usage: vistara-spatial utm to [LATITUDE LONGITUDE] [--json]\n"
-    "       vistara-spatial utm from [\"ZONE EASTING NORTHING\" | ZONE EASTING NORTHING] [--json]\n\n"
-    "to    prints the zone, the easting and the northing of a position (degrees), as in\n"
-    "      \"31 U  448251.90 m E  5411943.79 m N\"; south of the equator the northing reads \"m S\"\n"
-    "      and keeps the 10 000 km false northing. Bands run from C (-80) to X (84).\n"
-    "from  reads one line such as \"31U 448251 5411932\" (or three fields) and prints latitude and\n"
-    "      longitude in degrees. Only whole metres count: fractions and units are ignored.\n\n"
-    "With no position, each line of standard input is one (\"LAT LNG\" for to, a UTM line for from).\n",
-    {},
-    Run};
-const CommandRegistrar kRegistrar(kCommand);
+int RunFrom(Io& io, const std::vector<std::string>& words) {
+  if (words.empty()) return ForEachInput(io, {}, From);
+  Json::Value json(Json::objectValue);
+  std::string text, error;
+  if (words.size() == 1) {
+    if (!From(words[0], &json, &text, &error)) return io.Fail(error);
+  } else if (words.size() == 3) {
+    double lat, lng;
+    if (!spatial::ParseLatLonFromUTM(QString::fromStdString(words[0]), QString::fromStdString(words[1]),
+                                     QString::fromStdString(words[2]), &lat, &lng)) {
+      return io.Fail("not a UTM zone: '" + words[0] + "'");
+    }
+    LatLngResult(words[0] + " " + words[1] + " " + words[2], lat, lng, &json, &text);
+  } else {
+    return io.Fail("UTM: give one text \"ZONE EASTING NORTHING\" or its three words");
+  }
+  io.Print(json, text + "\n");
+  return 0;
+}
+
+void Declare(CLI::App* command) {
+  CLI::App* to = AddOperation(
+      command, "to", "the UTM zone, easting and northing of positions",
+      "Prints, as in \"31 U  448251.90 m E  5411943.79 m N\", the zone, the easting and the\n"
+      "northing of a position; south of the equator the northing reads \"m S\" and keeps the\n"
+      "10 000 km false northing. Bands run from C (-80) to X (84). With no position, each line of\n"
+      "standard input is one, as \"LAT LON\" or \"LAT,LON\".\n");
+  auto to_options = std::make_shared<ToOptions>();
+  CLI::Option* lat = AddNumber(to, "LATITUDE", &to_options->lat, {-90, 90}, "degrees north");
+  lat->needs(AddNumber(to, "LONGITUDE", &to_options->lon, {-180, 180}, "degrees east"));
+  SetRun(to, [to_options](Io& io) { return RunTo(io, *to_options); });
+
+  CLI::App* from = AddOperation(
+      command, "from", "the latitude and longitude of UTM positions",
+      "Reads one text such as \"31U 448251 5411932\", or its three words, and prints latitude and\n"
+      "longitude in degrees. Only whole metres count: fractions and units are ignored. With no\n"
+      "text, each line of standard input is one.\n");
+  auto words = std::make_shared<std::vector<std::string>>();
+  from->add_option("UTM", *words, "\"ZONE EASTING NORTHING\" as one text or three words");
+  SetRun(from, [words](Io& io) { return RunFrom(io, *words); });
+}
+
+const Registrar kRegistrar("utm", "positions to UTM zone, easting and northing, and back", "", Declare);
 
 }  // namespace
 }  // namespace vistara::cli

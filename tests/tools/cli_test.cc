@@ -1,36 +1,51 @@
-// Runs the command-line tables in tests/tools/*.cases against the built vistara-spatial.
+// Runs the command-line tables in tests/tools/*.cases against the built vistara-spatial, and the
+// bash completion it makes.
 //
-// A table is a list of cases separated by blank lines. Each line of a case starts with a word:
+// A table is a list of cases separated by blank lines; lines starting with # are comments. Each
+// case runs in a fresh scratch folder, the working folder of its runs. A line starts with a key:
 //   case: NAME          the case's name (required, first)
-//   args: WORDS         the arguments; blanks separate words, '...' and "..." quote, \ escapes
-//   stdin: TEXT         one line of standard input (repeatable)
+//   file NAME: TEXT     one line of a file in the scratch folder (repeatable)
+//   hexfile NAME: HEX   bytes of a file in the scratch folder ("FF D8 ..."; repeatable)
+//   args: WORDS         a run of the command: blanks separate words, '...' and "..." quote, \ escapes.
+//                       A case may hold several runs, in order; the keys below belong to the last.
+//   stdin: TEXT         one line of standard input (repeatable); stdin-hex: HEX gives bytes
 //   stdout: TEXT        one line of the exact expected standard output (repeatable)
 //   stdout~ REGEX       standard output must contain a match (ECMAScript syntax; repeatable)
-//   stderr: TEXT        one line of the exact expected standard error (repeatable)
-//   stderr~ REGEX       standard error must contain a match
+//   stdout-hex: HEX     the exact expected standard output, as bytes
+//   stdout-file: PATH   standard output must equal this file of the source tree
+//   stderr: TEXT        the exact expected standard error (repeatable); stderr~ REGEX likewise
 //   exit: N             the expected exit status (default 0)
-// Lines starting with # are comments.
+// $DATA anywhere in a case stands for tests/data.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
 #include <regex>
-#include <sstream>
 
+#include "test_util.h"
+
+namespace vistara::testing {
 namespace {
 
-struct CliCase {
-  std::string file, name;
+struct Step {
   std::vector<std::string> args;
   std::string stdin_text;
   std::optional<std::string> stdout_exact, stderr_exact;
   std::vector<std::string> stdout_patterns, stderr_patterns;
   int exit_status = 0;
 };
+
+struct CliCase {
+  std::string file, name;
+  std::vector<std::pair<std::string, std::string>> files;  // name, bytes to append
+  std::vector<Step> runs;
+};
+
+std::string WithData(std::string text) {
+  for (size_t at; (at = text.find("$DATA")) != std::string::npos;) text.replace(at, 5, VISTARA_TEST_DATA_DIR);
+  return text;
+}
 
 std::vector<std::string> SplitWords(const std::string& text) {
   std::vector<std::string> words;
@@ -39,24 +54,20 @@ std::vector<std::string> SplitWords(const std::string& text) {
   char quote = 0;
   for (size_t i = 0; i < text.size(); ++i) {
     const char c = text[i];
+    const bool escape = c == '\\' && i + 1 < text.size();
     if (quote) {
-      if (c == quote) quote = 0;
       // As in the shell: inside "..." a backslash escapes only " and itself.
-      else if (c == '\\' && quote == '"' && i + 1 < text.size() && (text[i + 1] == '"' || text[i + 1] == '\\')) word.push_back(text[++i]);
+      if (c == quote) quote = 0;
+      else if (escape && quote == '"' && (text[i + 1] == '"' || text[i + 1] == '\\')) word.push_back(text[++i]);
       else word.push_back(c);
-    } else if (c == '\'' || c == '"') {
-      quote = c;
-      in_word = true;
-    } else if (c == '\\' && i + 1 < text.size()) {
-      word.push_back(text[++i]);
-      in_word = true;
     } else if (c == ' ' || c == '\t') {
       if (in_word) words.push_back(word);
       word.clear();
       in_word = false;
     } else {
-      word.push_back(c);
       in_word = true;
+      if (c == '\'' || c == '"') quote = c;
+      else word.push_back(escape ? text[++i] : c);
     }
   }
   if (in_word) words.push_back(word);
@@ -66,37 +77,52 @@ std::vector<std::string> SplitWords(const std::string& text) {
 std::vector<CliCase> LoadCases() {
   std::vector<CliCase> cases;
   const std::filesystem::path dir = std::filesystem::path(VISTARA_SOURCE_DIR) / "tests" / "tools";
-  std::vector<std::filesystem::path> files;
+  std::vector<std::filesystem::path> tables;
   for (const auto& entry : std::filesystem::directory_iterator(dir)) {
-    if (entry.path().extension() == ".cases") files.push_back(entry.path());
+    if (entry.path().extension() == ".cases") tables.push_back(entry.path());
   }
-  std::sort(files.begin(), files.end());
-  for (const auto& path : files) {
+  std::sort(tables.begin(), tables.end());
+  for (const auto& path : tables) {
     std::ifstream in(path);
-    std::string line;
-    CliCase current;
     bool open = false;
-    auto close = [&] {
-      if (open) cases.push_back(current);
-      current = CliCase();
-      open = false;
-    };
-    while (std::getline(in, line)) {
-      if (line.empty()) { close(); continue; }
-      if (line[0] == '#') continue;
-      auto rest = [&](size_t n) { return line.size() > n && line[n] == ' ' ? line.substr(n + 1) : line.substr(n); };
-      auto append_line = [](std::optional<std::string>& text, const std::string& l) { text = text.value_or("") + l + "\n"; };
-      if (line.rfind("case:", 0) == 0) { close(); open = true; current.file = path.filename().string(); current.name = rest(5); }
-      else if (line.rfind("args:", 0) == 0) current.args = SplitWords(rest(5));
-      else if (line.rfind("stdin:", 0) == 0) current.stdin_text += rest(6) + "\n";
-      else if (line.rfind("stdout:", 0) == 0) append_line(current.stdout_exact, rest(7));
-      else if (line.rfind("stdout~", 0) == 0) current.stdout_patterns.push_back(rest(7));
-      else if (line.rfind("stderr:", 0) == 0) append_line(current.stderr_exact, rest(7));
-      else if (line.rfind("stderr~", 0) == 0) current.stderr_patterns.push_back(rest(7));
-      else if (line.rfind("exit:", 0) == 0) current.exit_status = std::stoi(rest(5));
+    for (std::string line; std::getline(in, line);) {
+      if (line.empty() || line[0] == '#') {
+        open &= !line.empty();
+        continue;
+      }
+      const size_t sep = line.find_first_of(":~");
+      if (sep == std::string::npos) {
+        ADD_FAILURE() << path << ": cannot read line '" << line << "'";
+        continue;
+      }
+      const std::string key = line.substr(0, sep + 1);
+      const std::string value = WithData(line.substr(sep + 1 + (line.compare(sep + 1, 1, " ") == 0)));
+      auto append = [&value](std::optional<std::string>& text) { text = text.value_or("") + value + "\n"; };
+      if (key == "case:") {
+        cases.push_back({path.filename().string(), value, {}, {}});
+        open = true;
+        continue;
+      }
+      if (!open) {
+        ADD_FAILURE() << path << ": a line outside a case: '" << line << "'";
+        continue;
+      }
+      CliCase& c = cases.back();
+      if (key.rfind("file ", 0) == 0) c.files.emplace_back(key.substr(5, key.size() - 6), value + "\n");
+      else if (key.rfind("hexfile ", 0) == 0) c.files.emplace_back(key.substr(8, key.size() - 9), FromHex(value));
+      else if (key == "args:") c.runs.emplace_back().args = SplitWords(value);
+      else if (c.runs.empty()) ADD_FAILURE() << path << ": '" << line << "' comes before args:";
+      else if (Step& r = c.runs.back(); key == "stdin:") r.stdin_text += value + "\n";
+      else if (key == "stdin-hex:") r.stdin_text += FromHex(value);
+      else if (key == "stdout:") append(r.stdout_exact);
+      else if (key == "stdout-hex:") r.stdout_exact = FromHex(value);
+      else if (key == "stdout~") r.stdout_patterns.push_back(value);
+      else if (key == "stdout-file:") r.stdout_exact = ReadFile(std::filesystem::path(VISTARA_SOURCE_DIR) / value);
+      else if (key == "stderr:") append(r.stderr_exact);
+      else if (key == "stderr~") r.stderr_patterns.push_back(value);
+      else if (key == "exit:") r.exit_status = std::stoi(value);
       else ADD_FAILURE() << path << ": cannot read line '" << line << "'";
     }
-    close();
   }
   return cases;
 }
@@ -106,52 +132,26 @@ struct Outcome {
   int status = -1;
 };
 
-// Runs the command with `args`, feeding `input` and collecting both outputs without deadlock.
-Outcome RunCommand(const std::vector<std::string>& args, const std::string& input) {
-  int in_pipe[2], out_pipe[2], err_pipe[2];
-  if (pipe(in_pipe) || pipe(out_pipe) || pipe(err_pipe)) return {};
+// Runs the command in `dir` with the run's words and input; `io` holds the streams as files.
+Outcome RunCommand(const Step& run, const std::filesystem::path& dir, const TempDir& io) {
+  WriteFile(io / "in", run.stdin_text);
+  // Everything the child needs is made here: between fork and exec it only calls the system.
+  const std::string in_path = io / "in", out_path = io / "out", err_path = io / "err";
+  std::vector<char*> argv{const_cast<char*>(VISTARA_CLI_PATH)};
+  for (const auto& a : run.args) argv.push_back(const_cast<char*>(a.c_str()));
+  argv.push_back(nullptr);
   const pid_t pid = fork();
   if (pid == 0) {
-    dup2(in_pipe[0], 0);
-    dup2(out_pipe[1], 1);
-    dup2(err_pipe[1], 2);
-    for (int fd : {in_pipe[0], in_pipe[1], out_pipe[0], out_pipe[1], err_pipe[0], err_pipe[1]}) close(fd);
-    std::vector<char*> argv{const_cast<char*>(VISTARA_CLI_PATH)};
-    for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-    argv.push_back(nullptr);
+    const int in = open(in_path.c_str(), O_RDONLY);
+    const int out = open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    const int err = open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    if (chdir(dir.c_str()) != 0 || dup2(in, 0) < 0 || dup2(out, 1) < 0 || dup2(err, 2) < 0) _exit(126);
     execv(VISTARA_CLI_PATH, argv.data());
     _exit(127);
   }
-  close(in_pipe[0]);
-  close(out_pipe[1]);
-  close(err_pipe[1]);
-  Outcome o;
-  size_t written = 0;
-  int in_fd = in_pipe[1];
-  fcntl(in_fd, F_SETFL, O_NONBLOCK);
-  if (input.empty()) { close(in_fd); in_fd = -1; }
-  int open_fds = 2;
-  while (open_fds > 0 || in_fd >= 0) {
-    pollfd fds[3] = {{out_pipe[0], POLLIN, 0}, {err_pipe[0], POLLIN, 0}, {in_fd, POLLOUT, 0}};
-    if (poll(fds, in_fd >= 0 ? 3 : 2, 30000) <= 0) break;
-    for (int i = 0; i < 2; ++i) {
-      if (fds[i].fd < 0 || !(fds[i].revents & (POLLIN | POLLHUP))) continue;
-      char buf[4096];
-      const ssize_t n = read(fds[i].fd, buf, sizeof buf);
-      if (n > 0) (i == 0 ? o.out : o.err).append(buf, static_cast<size_t>(n));
-      else { close(fds[i].fd); (i == 0 ? out_pipe[0] : err_pipe[0]) = -1; --open_fds; }
-    }
-    if (in_fd >= 0 && (fds[2].revents & (POLLOUT | POLLERR | POLLHUP))) {
-      const ssize_t n = write(in_fd, input.data() + written, input.size() - written);
-      if (n > 0) written += static_cast<size_t>(n);
-      if (n < 0 || written == input.size()) { close(in_fd); in_fd = -1; }
-    }
-    if (open_fds == 0 && in_fd >= 0) { close(in_fd); in_fd = -1; }
-  }
   int status = 0;
   waitpid(pid, &status, 0);
-  o.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  return o;
+  return {ReadFile(io / "out"), ReadFile(io / "err"), WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status)};
 }
 
 void PrintTo(const CliCase& c, std::ostream* os) { *os << c.file << ": " << c.name; }
@@ -161,16 +161,19 @@ class CliTable : public ::testing::TestWithParam<CliCase> {};
 TEST_P(CliTable, Runs) {
   const CliCase& c = GetParam();
   SCOPED_TRACE(c.file + ": " + c.name);
-  const Outcome o = RunCommand(c.args, c.stdin_text);
-  EXPECT_EQ(c.exit_status, o.status) << "stdout:\n" << o.out << "stderr:\n" << o.err;
-  if (c.stdout_exact) {
-    EXPECT_EQ(*c.stdout_exact, o.out);
+  const TempDir dir("vistara-cli-case-"), io("vistara-cli-io-");
+  for (const auto& [name, bytes] : c.files) std::ofstream(dir / name, std::ios::binary | std::ios::app) << bytes;
+  for (size_t i = 0; i < c.runs.size(); ++i) {
+    const Step& r = c.runs[i];
+    SCOPED_TRACE("run " + std::to_string(i + 1));
+    const Outcome o = RunCommand(r, dir.path(), io);
+    EXPECT_EQ(r.exit_status, o.status) << "stdout:\n" << o.out << "stderr:\n" << o.err;
+    EXPECT_EQ(r.stdout_exact.value_or(o.out), o.out);
+    EXPECT_EQ(r.stderr_exact.value_or(o.err), o.err);
+    for (const auto& [patterns, text] : {std::pair(&r.stdout_patterns, &o.out), {&r.stderr_patterns, &o.err}}) {
+      for (const auto& p : *patterns) EXPECT_TRUE(std::regex_search(*text, std::regex(p))) << "no /" << p << "/ in\n" << *text;
+    }
   }
-  if (c.stderr_exact) {
-    EXPECT_EQ(*c.stderr_exact, o.err);
-  }
-  for (const auto& p : c.stdout_patterns) EXPECT_TRUE(std::regex_search(o.out, std::regex(p))) << "stdout lacks /" << p << "/:\n" << o.out;
-  for (const auto& p : c.stderr_patterns) EXPECT_TRUE(std::regex_search(o.err, std::regex(p))) << "stderr lacks /" << p << "/:\n" << o.err;
 }
 
 std::string CaseName(const ::testing::TestParamInfo<CliCase>& info) {
@@ -183,4 +186,23 @@ std::string CaseName(const ::testing::TestParamInfo<CliCase>& info) {
 
 INSTANTIATE_TEST_SUITE_P(Cases, CliTable, ::testing::ValuesIn(LoadCases()), CaseName);
 
+// The script the command makes for itself, sourced into bash: it completes commands, operations,
+// options (global ones after the command too) and, where the command takes files, file names.
+TEST(CliCompletionTest, CompletesFromTheCommandTable) {
+  const TempDir dir("vistara-cli-completion-");
+  WriteFile(dir / "complete.sh",
+            "source <(\"$1\" help --bash-completion)\n"
+            "c() { COMP_WORDS=(\"$@\"); COMP_CWORD=$(($# - 1)); _vistara_spatial; echo \"${COMPREPLY[*]}\"; }\n"
+            "c vistara-spatial ut\n"
+            "c vistara-spatial --json utm ''\n"
+            "c vistara-spatial shape encode --po\n"
+            "c vistara-spatial utm to 1 --j\n"
+            "c vistara-spatial pano \"$2/panorama_s\"\n");
+  std::string out;
+  ASSERT_EQ(RunShell("bash " + (dir / "complete.sh") + " " + VISTARA_CLI_PATH + " " + VISTARA_TEST_DATA_DIR, &out), 0);
+  EXPECT_EQ(out, "utm\nto from -h --help --json --verbose --version\n--point-bits --point-unit\n--json\n" +
+                     std::string(VISTARA_TEST_DATA_DIR) + "/panorama_single.xml\n");
+}
+
 }  // namespace
+}  // namespace vistara::testing
