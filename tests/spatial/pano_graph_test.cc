@@ -279,9 +279,9 @@ TEST(MapTileTest, HashMixesXYZoom) {
   // The mix of 0 three times from the seed, finished, worked by hand from the mix rule.
   uint32_t h = kHashSeed;
   for (int i = 0; i < 3; ++i) h = h * kHashMultiplier;
-  EXPECT_EQ(hash<MapTile>()(MapTile(0, 0, 0)), HashFinish(h));
-  EXPECT_NE(hash<MapTile>()(MapTile(1, 2, 3)), hash<MapTile>()(MapTile(2, 1, 3)));
-  EXPECT_EQ(MapTile(1, 2, 3), MapTile(1, 2, 3));
+  EXPECT_EQ(hash<MapTile>()(MapTile::FromXYZ(0, 0, 0)), HashFinish(h));
+  EXPECT_NE(hash<MapTile>()(MapTile::FromXYZ(1, 2, 3)), hash<MapTile>()(MapTile::FromXYZ(2, 1, 3)));
+  EXPECT_EQ(MapTile::FromXYZ(1, 2, 3), MapTile::FromXYZ(1, 2, 3));
 }
 
 }  // namespace
