@@ -56,6 +56,8 @@
 #include "spatial/pano_map_xml_parser.h"
 #include "spatial/pano_quad_tree_set.h"
 #include "spatial/panorama_data.h"
+#include "spatial/panorama_fetch_manager.h"
+#include "spatial/panorama_fetcher.h"
 #include "spatial/panorama_xml_parser.h"
 #include "spatial/qtree.h"
 #include "spatial/solar_system_data.h"
