@@ -112,7 +112,7 @@ class PanoramaFetcher : public IPanoramaFetcher {
 
   // Waits until nothing is in flight: every request started has failed or been delivered, and the
   // worker has made all the observer calls it will make for them. True if that happened within
-  // `timeout_ms`; at once, with the answer, for 0.
+  // `timeout_ms`; at once, with the answer, for 0. Not from an observer: it would wait for itself.
   bool WaitUntilIdle(int timeout_ms);
 
   // Null once the destructor has ended the worker; a reply would then be processed on the
@@ -149,7 +149,6 @@ class PanoramaFetch {
 
    protected:
     ~FetchProcessor() override;
-    PanoramaFetch* fetch() const { return fetch_; }
 
    private:
     PanoramaFetch* fetch_;
@@ -190,7 +189,7 @@ class PanoramaTileFetch : public PanoramaFetch {
     void Run() override;
 
    private:
-    PanoramaTileFetch* tile_fetch_;  // the same object as fetch()
+    PanoramaTileFetch* tile_fetch_;  // the same object as the base's fetch
   };
 
   // As PanoramaFetch; the tile is stored after the request has started, which the caller's hold
