@@ -226,6 +226,8 @@ TEST_F(GraphFixture, InferredLinks) {
   const size_t edges = Edges();
   graph_.InferMissingLinks(graph_.GetPanoramaData("a"));
   EXPECT_EQ(edges, Edges());
+  graph_.PostProcessBatch();
+  EXPECT_EQ(edges, Edges());
 }
 
 }  // namespace
