@@ -9,6 +9,8 @@ find_package(EXPAT REQUIRED)
 find_package(BZip2 REQUIRED)
 
 set(VISTARA_PANORAMA_SERVICE_SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/osm_streets.cc
+  ${CMAKE_CURRENT_LIST_DIR}/street_panoramas.cc
   ${CMAKE_CURRENT_LIST_DIR}/panorama_xml_writer.cc)
 
 function(vistara_use_panorama_service target)
