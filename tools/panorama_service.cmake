@@ -11,7 +11,8 @@ find_package(BZip2 REQUIRED)
 set(VISTARA_PANORAMA_SERVICE_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/osm_streets.cc
   ${CMAKE_CURRENT_LIST_DIR}/street_panoramas.cc
-  ${CMAKE_CURRENT_LIST_DIR}/panorama_xml_writer.cc)
+  ${CMAKE_CURRENT_LIST_DIR}/panorama_xml_writer.cc
+  ${CMAKE_CURRENT_LIST_DIR}/panorama_service.cc)
 
 function(vistara_use_panorama_service target)
   target_sources(${target} PRIVATE ${VISTARA_PANORAMA_SERVICE_SOURCES})
