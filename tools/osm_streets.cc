@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <cstring>
 #include <exception>
+#include <fstream>
 #include <osmium/io/any_input.hpp>
 #include <osmium/osm/node.hpp>
 #include <osmium/osm/way.hpp>
+#include <protozero/pbf_reader.hpp>
+#include <sstream>
 
 namespace vistara::cli::serve {
 namespace {
@@ -21,6 +24,41 @@ bool IsStreet(const osmium::Way& way) {
   return true;
 }
 
+// Whether every blob header of a PBF stream that announces a blob also names its type. libosmium
+// compares the type with strncmp even when there is none, passing it a null pointer (undefined,
+// though harmless with a length of 0); such a file is damaged anyway, and is refused before it
+// gets there. Anything else wrong is left for libosmium to report. The stream: per blob a 4-byte
+// big-endian header size, the header (type: field 1, blob size: field 3), the blob.
+bool PbfBlobsHaveTypes(std::istream& in) {
+  unsigned char size_bytes[4];
+  while (in.read(reinterpret_cast<char*>(size_bytes), 4)) {
+    const uint32_t size = (uint32_t{size_bytes[0]} << 24) | (uint32_t{size_bytes[1]} << 16) |
+                          (uint32_t{size_bytes[2]} << 8) | size_bytes[3];
+    if (size > 64 * 1024) return true;  // more than libosmium takes
+    std::string header(size, '\0');
+    if (!in.read(header.data(), size)) return true;
+    bool typed = false;
+    int32_t blob_size = 0;
+    try {
+      for (protozero::pbf_reader pbf(header); pbf.next();) {
+        if (pbf.tag() == 1 && pbf.wire_type() == protozero::pbf_wire_type::length_delimited) {
+          typed = true;
+          pbf.skip();
+        } else if (pbf.tag() == 3 && pbf.wire_type() == protozero::pbf_wire_type::varint) {
+          blob_size = pbf.get_int32();
+        } else {
+          pbf.skip();
+        }
+      }
+    } catch (const protozero::exception&) {
+      return true;
+    }
+    if (blob_size != 0 && !typed) return false;
+    if (blob_size <= 0 || !in.seekg(blob_size, std::ios::cur)) return true;
+  }
+  return true;
+}
+
 // A way as read in the first pass: its node ids, located in the second.
 struct WayRecord {
   Street street;  // without nodes yet
@@ -30,6 +68,19 @@ struct WayRecord {
 bool Read(const osmium::io::File& file, const std::string& name, std::vector<Street>* streets, std::string* error) {
   streets->clear();
   try {
+    if (file.format() == osmium::io::file_format::pbf && file.compression() == osmium::io::file_compression::none) {
+      std::ifstream from_file;
+      std::istringstream from_memory;
+      if (file.buffer()) {
+        from_memory.str(std::string(file.buffer(), file.buffer_size()));
+      } else {
+        from_file.open(file.filename(), std::ios::binary);
+      }
+      if (!PbfBlobsHaveTypes(file.buffer() ? static_cast<std::istream&>(from_memory) : from_file)) {
+        *error = name + ": PBF format error: a blob header without a type";
+        return false;
+      }
+    }
     std::vector<WayRecord> ways;
     {
       osmium::io::Reader reader(file, osmium::osm_entity_bits::way);

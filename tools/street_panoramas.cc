@@ -346,14 +346,8 @@ void StreetPanoramas::BuildIndexes() {
   index->tree = bgi::rtree<Entry, bgi::rstar<16>>(entries.begin(), entries.end());  // packed
   spatial_index_ = std::move(index);
 
-  // The depth map depends only on the street's width: one text per highway class in use.
+  depth_map_once_.reset(new std::once_flag[kClassCount]);
   depth_map_texts_.resize(kClassCount);
-  for (uint8_t c : classes_) {
-    if (!depth_map_texts_[c].empty()) continue;
-    const std::unique_ptr<DepthMap> canyon(MakeCanyon(kClasses[c].width));
-    depth_map_texts_[c] = PackDepthMap(*canyon);
-  }
-
   pano_map_once_.reset(new std::once_flag[count]);
   pano_map_texts_.resize(count);
   bodies_.resize(count);
@@ -491,7 +485,13 @@ spatial::PanoMap* StreetPanoramas::MakePanoMap(size_t i) const {
 }
 
 const std::string& StreetPanoramas::depth_map_text(size_t i) const {
-  return depth_map_texts_[classes_[panoramas_[i].street]];
+  // The depth map depends only on the street's width: one text per highway class.
+  const uint8_t c = classes_[panoramas_[i].street];
+  std::call_once(depth_map_once_[c], [&] {
+    const std::unique_ptr<DepthMap> canyon(MakeCanyon(kClasses[c].width));
+    depth_map_texts_[c] = PackDepthMap(*canyon);
+  });
+  return depth_map_texts_[c];
 }
 
 const std::string& StreetPanoramas::pano_map_text(size_t i) const {

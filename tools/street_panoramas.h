@@ -31,8 +31,8 @@
 // kPanoMapReach metres; every other cell is entry 0. Its vectors are the neighbours' positions in
 // the same frame (x right, y ahead, metres).
 //
-// Thread safety: Build makes an immutable object, except for the pano map texts, made on first use
-// under a once-flag per panorama; every member function may be called from any thread.
+// Thread safety: Build makes an immutable object, except for the map texts, made on first use under
+// a once-flag each; every member function may be called from any thread.
 #ifndef VISTARA_TOOLS_STREET_PANORAMAS_H_
 #define VISTARA_TOOLS_STREET_PANORAMAS_H_
 
@@ -140,9 +140,10 @@ class StreetPanoramas {
   struct SpatialIndex;
   std::shared_ptr<const SpatialIndex> spatial_index_;
   std::vector<std::string> bodies_;
-  std::vector<std::string> depth_map_texts_;  // per highway class in use; empty for the others
-  mutable std::unique_ptr<std::once_flag[]> pano_map_once_;
-  mutable std::vector<std::string> pano_map_texts_;  // each written once, under its flag
+  // The map texts, each written once, under its flag: depth maps per highway class, pano maps per
+  // panorama.
+  mutable std::unique_ptr<std::once_flag[]> depth_map_once_, pano_map_once_;
+  mutable std::vector<std::string> depth_map_texts_, pano_map_texts_;
 };
 
 // The library's tile arithmetic: the tile (x east, y south) holding the position (degrees) at
