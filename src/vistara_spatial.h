@@ -25,6 +25,7 @@
 #include "platform/fast_math.h"
 #include "platform/geo.h"
 #include "platform/hash.h"
+#include "platform/inlined_vector.h"
 #include "platform/memory.h"
 #include "platform/net/backend.h"
 #include "platform/net/curl_backend.h"

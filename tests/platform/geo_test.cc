@@ -1,5 +1,6 @@
 #include "platform/geo.h"
 
+#include <GeographicLib/Geocentric.hpp>
 #include <GeographicLib/Geodesic.hpp>
 #include <gtest/gtest.h>
 
@@ -29,6 +30,50 @@ TEST(GeoTest, AzimuthMatchesGeographicLibOnTheSphere) {
   }
   EXPECT_DOUBLE_EQ(AzimuthToPoint(0, 0, 0, 0.5), std::numbers::pi / 2);
   EXPECT_DOUBLE_EQ(AzimuthToPoint(0, 0, -0.1, 0), std::numbers::pi);
+}
+
+// Near the equator the flat map is the sphere, so over a few metres the flat heading must agree with
+// the great-circle bearing; away from it the flat heading ignores the shrinking of longitude.
+TEST(GeoTest, FlatMapHeadingAgreesWithTheBearingAtTheEquator) {
+  vistara::testing::SeededRandom rng;
+  const double m = 1.0 / (6371010.0 * std::numbers::pi);  // one metre of arc in map units
+  for (int i = 0; i < 1000; ++i) {
+    const Vec2<double> from(rng.Double(-1, 1), rng.Double(-1e-6, 1e-6));
+    const Vec2<double> to(from.x + rng.Double(-50, 50) * m, from.y + rng.Double(-50, 50) * m);
+    const double flat = ComputeFlatMapCompassHeading(from, to);
+    double diff = flat - AzimuthToPoint(from.y, from.x, to.y, to.x) * 180 / std::numbers::pi;
+    diff -= 360 * std::round(diff / 360);
+    ASSERT_NEAR(diff, 0, 1e-3) << from.x << "," << from.y;
+    ASSERT_GE(flat, -180);
+    ASSERT_LE(flat, 180);
+  }
+  EXPECT_EQ(0, ComputeFlatMapCompassHeading({0.1, 0.2}, {0.1, 0.2}));
+  EXPECT_EQ(90, ComputeFlatMapCompassHeading({0.1, 0.2}, {0.3, 0.2}));
+  EXPECT_EQ(-90, ComputeFlatMapCompassHeading({0.1, 0.2}, {-0.3, 0.2}));
+  EXPECT_EQ(180, ComputeFlatMapCompassHeading({0.1, 0.2}, {0.1, 0.1}));
+  EXPECT_DOUBLE_EQ(45, ComputeFlatMapCompassHeading({0.1, 0.5}, {0.2, 0.6})) << "no cos(latitude)";
+}
+
+// Our axes against GeographicLib's Earth-centred ones on a unit sphere: X = -ECEF y, Y = ECEF z,
+// Z = -ECEF x; and back again.
+TEST(GeoTest, CartesianConversionMatchesGeocentricAndRoundTrips) {
+  const GeographicLib::Geocentric unit_sphere(1.0, 0.0);
+  vistara::testing::SeededRandom rng;
+  for (int i = 0; i < 2000; ++i) {
+    const Vec3<double> p(rng.Double(-1, 1), rng.Double(-0.499, 0.499), rng.Double(-1e-3, 1e-3));
+    double ex, ey, ez;
+    unit_sphere.Forward(p.y * 180, p.x * 180, p.z, ex, ey, ez);
+    const Vec3<double> c = MapToCartesian(p);
+    ASSERT_NEAR(-ey, c.x, 1e-12);
+    ASSERT_NEAR(ez, c.y, 1e-12);
+    ASSERT_NEAR(-ex, c.z, 1e-12);
+    const Vec3<double> back = CartesianToMap(c);
+    ASSERT_NEAR(p.x, back.x, 1e-12);
+    ASSERT_NEAR(p.y, back.y, 1e-12);
+    ASSERT_NEAR(p.z, back.z, 1e-12);
+  }
+  EXPECT_EQ(Vec3<double>(-0.5, 0, -1), CartesianToMap(Vec3<double>()));
+  EXPECT_LE(std::fabs(CartesianToMap(MapToCartesian(Vec3<double>(1, 0, 0))).x), 1.0) << "the antimeridian stays in range";
 }
 
 }  // namespace
