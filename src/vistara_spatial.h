@@ -45,6 +45,7 @@
 #include "platform/xml/xml_path_finder.h"
 #include "platform/xml/xml_reader.h"
 #include "platform/xml/xml_tree.h"
+#include "spatial/constraint_builder.h"
 #include "spatial/depth_map_fetcher.h"
 #include "spatial/depth_map_xml_parser.h"
 #include "spatial/map_tile.h"
