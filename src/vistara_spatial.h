@@ -49,6 +49,7 @@
 #include "spatial/depth_map_fetcher.h"
 #include "spatial/depth_map_xml_parser.h"
 #include "spatial/map_tile.h"
+#include "spatial/multi_constraint_builder.h"
 #include "spatial/orbit_manager.h"
 #include "spatial/orbit_utils.h"
 #include "spatial/pano_graph.h"
