@@ -60,6 +60,7 @@
 #include "spatial/panorama_fetch_manager.h"
 #include "spatial/panorama_fetcher.h"
 #include "spatial/panorama_xml_parser.h"
+#include "spatial/path_planner.h"
 #include "spatial/qtree.h"
 #include "spatial/solar_system_data.h"
 #include "spatial/spatial_api.h"
