@@ -481,6 +481,10 @@ void Progress::Update(const std::string& text) {
   width_ = text.size();
 }
 
+std::string Counted(size_t n, const std::string& one, const std::string& many) {
+  return std::to_string(n) + " " + (n == 1 ? one : many);
+}
+
 Json::Value JsonNumber(double value) { return std::isfinite(value) ? Json::Value(value) : Json::Value(); }
 
 std::string JsonText(const Json::Value& value) {

@@ -228,6 +228,9 @@ class Progress {
   size_t width_ = 0;
 };
 
+// "1 panorama", "12 panoramas": the count and the noun that agrees with it.
+std::string Counted(size_t n, const std::string& one, const std::string& many);
+
 // A number for JSON: null instead of NaN or an infinity.
 Json::Value JsonNumber(double value);
 // JSON as one indented document (two spaces, 16 significant digits), without a final line break.

@@ -103,8 +103,8 @@ void Summarize(const PanoGraph& graph, Json::Value* root, std::ostream& out) {
   Json::Value& trees = (*root)["trees"] = Json::Value(Json::objectValue);
   for (const auto& [level, n] : tree_sizes) {
     trees[level] = static_cast<Json::UInt64>(n);
-    out << "tree " << (level.empty() ? "(default level)" : "\"" + level + "\"") << ": " << n
-        << (n == 1 ? " entry\n" : " entries\n");
+    out << "tree " << (level.empty() ? "(default level)" : "\"" + level + "\"") << ": "
+        << Counted(n, "entry", "entries") << "\n";
   }
 }
 

@@ -22,18 +22,11 @@ std::string ZoneOf(double lat, double lng) { return UTMZone(lat, lng).StringRepr
 TEST(UTMZoneTest, ZonesAndBands) {
   EXPECT_EQ("31U", ZoneOf(48.8583, 2.2945));
   EXPECT_EQ("56H", ZoneOf(-33.9, 151.2));
-  // Norway and Svalbard, each exception at both of its edges.
-  EXPECT_EQ("32V", ZoneOf(56, 3));
-  EXPECT_EQ("31V", ZoneOf(60, 2.9));
-  EXPECT_EQ("33V", ZoneOf(63.9, 12));
-  EXPECT_EQ("31W", ZoneOf(64, 5));
-  EXPECT_EQ("31X", ZoneOf(72, 0));
-  EXPECT_EQ("33X", ZoneOf(75, 9));
-  EXPECT_EQ("35X", ZoneOf(75, 21));
-  EXPECT_EQ("37X", ZoneOf(83.99, 33));
-  EXPECT_EQ("38X", ZoneOf(75, 42));
-  EXPECT_EQ("30X", ZoneOf(75, -0.1));
-  EXPECT_EQ("32X", ZoneOf(84, 10));  // Svalbard ends below 84
+  // Norway and Svalbard, each exception at both of its edges; Svalbard ends below 84.
+  const std::tuple<double, double, std::string> kExceptions[] = {
+      {56, 3, "32V"},  {60, 2.9, "31V"},   {63.9, 12, "33V"}, {64, 5, "31W"},    {72, 0, "31X"}, {75, 9, "33X"},
+      {75, 21, "35X"}, {83.99, 33, "37X"}, {75, 42, "38X"},   {75, -0.1, "30X"}, {84, 10, "32X"}};
+  for (const auto& [lat, lng, zone] : kExceptions) EXPECT_EQ(zone, ZoneOf(lat, lng)) << lat << " " << lng;
   // Every band holds its lower edge and not its upper; "X" holds 84 too.
   const std::string kBands = "CDEFGHJKLMNPQRSTUVWX";
   for (int band = 0; band < 20; ++band) {

@@ -78,8 +78,8 @@ TEST(AnimatedShapeCoderTest, RandomRoundTrips) {
     std::unique_ptr<AnimatedShapeEncoder> encoder(
         AnimatedShapeEncoder::CreateEncoder(1, ShapeEncoder::CreateEncoder(3)));
     ASSERT_TRUE(encoder->EncodeShape(shape, set));
-    std::string bytes, again;
-    encoder->get_buffer(&bytes);
+    const std::string bytes = test_streams::Buffer(*encoder);
+    std::string again;
     AnimationSet decoded_set;
     ASSERT_TRUE(AnimatedShapeDecoder::DecodeFromBuffer(bytes, &decoded, &decoded_set));
     ASSERT_TRUE(AnimatedShapeEncoder::EncodeToBuffer(decoded, decoded_set, 3, &again));
@@ -175,9 +175,8 @@ TEST(AnimatedShapeCoderTest, FindingTheShapeAndLooseReading) {
     loose.WriteVarUInt(1, 4);
     loose.WriteVarInt(4, 4);  // what follows is read as the next field
   }
-  loose.get_buffer(&buffer);
   AnimationSet decoded;
-  ASSERT_TRUE(decodes(buffer + shape, &decoded));
+  ASSERT_TRUE(decodes(test_streams::Buffer(loose) + shape, &decoded));
   const auto& channels = decoded.animations()[0]->channels();
   ASSERT_EQ(channels.size(), 2u);
   EXPECT_EQ(static_cast<const TranslationTransformValue*>(channels[0]->value())->translation(),

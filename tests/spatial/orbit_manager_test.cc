@@ -35,7 +35,6 @@ TEST(OrbitManagerTest, LoadsTheSolarSystemAsATree) {
   ClearedManager m;
   m.LoadSolarSystem();
   ASSERT_EQ(10, m.GetOrbitCount());
-  EXPECT_EQ(10u, Names(m).size());
   const Orbit* moon = m.GetOrbit(QStringLiteral("moon"));
   const Orbit* earth = m.GetOrbit(QStringLiteral("earth"));
   const Orbit* sun = m.GetOrbit(QStringLiteral("sun"));
@@ -44,8 +43,6 @@ TEST(OrbitManagerTest, LoadsTheSolarSystemAsATree) {
   EXPECT_EQ(sun, earth->parent());
   EXPECT_EQ(nullptr, sun->parent());
   EXPECT_EQ(8u, sun->children().size());
-  EXPECT_EQ(moon, earth->GetChild(QStringLiteral("moon")));
-  EXPECT_EQ(QStringLiteral("moon"), moon->planet()->name());
 
   // Positions add up the tree: the moon from the earth is its own orbit, up to the rounding of
   // absolute positions some 23 000 scene units out. Relative to an unknown or empty name they are
@@ -59,7 +56,6 @@ TEST(OrbitManagerTest, LoadsTheSolarSystemAsATree) {
   EXPECT_EQ(absolute, m.CalcOrbitPosition(QStringLiteral("moon"), QStringLiteral("nothing"), date));
   EXPECT_EQ(Vec3<double>(0, 0, 0), m.CalcOrbitPosition(QStringLiteral("nothing"), QString(), date));
   EXPECT_EQ(OrbitUtils::CalcYawPitchRoll(date, moon_row), m.CalcOrbitYawPitchRoll(QStringLiteral("moon"), date));
-  EXPECT_EQ(Vec3<double>(0, 0, 0), m.CalcOrbitYawPitchRoll(QStringLiteral("nothing"), date));
 
   // Loading again replaces everything: ten orbits, none freed twice (ASan), none leaked.
   m.LoadSolarSystem();

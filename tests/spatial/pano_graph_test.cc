@@ -83,15 +83,17 @@ TEST_F(GraphFixture, PlaceholdersEdgesAndTheFirstPosition) {
   ASSERT_EQ(3u, graph_.pending().size());
   EXPECT_EQ(keep_.back().get(), graph_.pending()[2]);
 
-  // Clear keeps the level trees, empty; new records go in.
-  Add("x", 0, 0, {}, 0, "L1");
+  // Clear keeps the level trees, empty and unsplit with their bounds; new records go in.
+  for (int i = 0; i < 6; ++i) Add(QString::number(i), 0.01 * i, 0, {}, 0, "L1");
   const auto* l1 = graph_.quad_trees().Find("L1");
+  ASSERT_FALSE(l1->root()->is_leaf());
   graph_.Clear();
   EXPECT_EQ(0u, boost::num_vertices(graph_.graph().graph()));
   EXPECT_FALSE(graph_.GetHandle("a", nullptr));
   EXPECT_TRUE(graph_.GetClosestPanoToPoint(Vec3<double>(0, 0, 0)).isNull());
   ASSERT_EQ(l1, graph_.quad_trees().Find("L1"));
-  EXPECT_TRUE(l1->root()->entries.empty());
+  EXPECT_TRUE(l1->root()->is_leaf() && l1->root()->entries.empty());
+  EXPECT_EQ(Vec2<double>(1, 1), l1->root()->max);
   Add("y", 0.2, 0, {}, 0, "L1");
   EXPECT_EQ("y", graph_.GetClosestPanoToPoint(Vec3<double>(0, 0, 0)));
 }

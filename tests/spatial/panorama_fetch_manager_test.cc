@@ -1,5 +1,5 @@
-// The tile mathematics against the usual Web Mercator formula, and the manager's choices of what
-// to ask for, over the scripted backend.
+// Tile numbers and surroundings, and the manager's choices of what to ask for, over the scripted
+// backend.
 #include "spatial/panorama_fetch_manager.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +9,6 @@
 #include <cmath>
 
 #include "platform/net/scripted_backend.h"
-#include "test_util.h"
 
 namespace vistara::spatial {
 namespace {
@@ -26,16 +25,6 @@ TEST(MapTileTest, TileNumbersAndSurroundings) {
   // A pole's infinity and NaN fit no tile number: 0 rather than an undefined conversion.
   EXPECT_EQ(MapTile(90, 0, 16), MapTile::FromXYZ(32768, 0, 16));
   EXPECT_EQ(MapTile(NAN, NAN, 3), MapTile::FromXYZ(0, 0, 3));
-  testing::SeededRandom rng;
-  for (int i = 0; i < 2000; ++i) {
-    const double lat = rng.Double(-85, 85), lon = rng.Double(-180, 180);
-    const int zoom = rng.Int(1, 24);  // at zoom 0 the integer n / 2 is 0, not the formula's 0.5
-    const double n = std::ldexp(1.0, zoom);
-    double x, y;
-    MapTile::DeriveTileParams(lat, lon, zoom, &x, &y);
-    EXPECT_NEAR(x, (lon + 180) / 360 * n, 1e-9 * n);
-    EXPECT_NEAR(y, (1 - std::asinh(std::tan(lat * M_PI / 180)) / M_PI) / 2 * n, 1e-9 * n);
-  }
 
   mmvector<MapTile> tiles;
   MapTile::CollectSurroundingTiles(51.5, -0.1, 16, 0, &tiles);
@@ -135,8 +124,7 @@ TEST(PanoramaFetchManagerTest, RecordsEnterTheGraphOnceAndNeighboursAreFetchedOv
   // Within two links of A only C lacks a record; of A's levels, L does (A is A itself).
   m.EnsureNeighborsFetched("A");
   EXPECT_EQ(Asked(net), (QStringList{"id C", "id L"}));
-  while (net.ReplyNext(404)) {
-  }
+  while (net.ReplyNext(404)) {}
   m.EnsureNeighborsFetched("C");  // a placeholder
   m.EnsureNeighborsFetched("nobody");
   EXPECT_TRUE(Asked(net).isEmpty());

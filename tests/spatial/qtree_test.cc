@@ -7,7 +7,6 @@
 #include <cmath>
 #include <vector>
 
-#include "spatial/pano_quad_tree_set.h"
 #include "test_util.h"
 
 namespace vistara::spatial {
@@ -73,19 +72,6 @@ TEST(QTreeTest, RadiusTiesAndOutOfBounds) {
   results.clear();
   same.FindNearest(Vec2<double>(0.3, 0.3), 10, 0.0, &results);
   EXPECT_EQ((std::vector<QString>{"0", "1", "2", "3", "4", "5", "6"}), Keys(results));
-}
-
-TEST(QTreeTest, QuadTreeSetKeepsTreesAcrossReset) {
-  PanoQuadTreeSet set(Vec2<double>(-1, -1), Vec2<double>(1, 1), 5, nullptr);
-  EXPECT_EQ(nullptr, set.Find("L1"));
-  auto* t = set.AddNewQuadTree("L1");
-  EXPECT_EQ(t, set.Find("L1"));
-  for (int i = 0; i < 7; ++i) t->Insert(Vec2<double>(0.01 * i, 0), "x");
-  set.ResetAll();
-  EXPECT_EQ(t, set.Find("L1"));
-  EXPECT_TRUE(t->root()->is_leaf());
-  EXPECT_TRUE(t->root()->entries.empty());
-  EXPECT_EQ(Vec2<double>(1, 1), t->root()->max);
 }
 
 // Brute force: the `count` nearest within the radius, ties in insertion order.

@@ -102,10 +102,8 @@ TEST(UTMStringsTest, ParseFields) {
   EXPECT_NEAR(45.1535, t32->first, 1e-4);
   EXPECT_EQ(9.0, t32->second);
   for (const char* zone : {"32 t", " 32T", "32TT", "x32t"}) EXPECT_EQ(t32, Fields(zone, "500000", "5000000")) << zone;
-  // Only the low byte of the zone number counts.
-  const LatLng c1 = Fields("1C", "400000", "3000000");
-  ASSERT_TRUE(c1);
-  EXPECT_EQ(c1, Fields("257c", "400000", "3000000"));
+  // Only the low byte of the zone number counts (zone 1 itself parses in the round trip below).
+  EXPECT_EQ(Fields("1C", "400000", "3000000"), Fields("257c", "400000", "3000000"));
   for (const char* zone : {"32I", "32O", "32B", "32Y", "32", "T", "0T", "256T", "61T", "99999999999T"}) {
     EXPECT_EQ(std::nullopt, Fields(zone, "500000", "5000000")) << zone;
   }
@@ -115,10 +113,8 @@ TEST(UTMStringsTest, ParseFields) {
 }
 
 TEST(UTMStringsTest, ParseLine) {
-  const LatLng t32 = Line("32T 500000 5000000");
-  ASSERT_TRUE(t32);
-  EXPECT_EQ(Fields("32T", "500000", "5000000"), t32);
-  for (const char* text : {"32 t 500000 5000000", "  32t\t500000   5000000  ", "32T 500000 5000000 123 456",
+  const LatLng t32 = Fields("32T", "500000", "5000000");
+  for (const char* text : {"32T 500000 5000000", "32 t 500000 5000000", "  32t\t500000   5000000  ", "32T 500000 5000000 123 456",
                            "zone 32T 500000 5000000.7"}) {
     EXPECT_EQ(t32, Line(text)) << text;
   }

@@ -32,9 +32,6 @@ class TextMessage : public loupe::JpegCommentMessage {
   std::string body_;
 };
 
-// The dominant-date bound the tests register for "AD".
-inline constexpr float kTestCoverageLowerBound = 0.6f;
-
 // Registers "AD" (dominant date, bound 0.6), "TX" and "TY" (TextMessage), tries an invalid and a
 // taken family, creates one message too early, then closes registration. Returns the reports made
 // on the way.
@@ -43,7 +40,7 @@ inline const std::vector<base::LogReport>& RegisterTestFamiliesOnce() {
   static std::once_flag once;
   std::call_once(once, [] {
     ScopedLogCapture capture;
-    loupe::JpegCommentRegisterFamily("AD", new loupe::JpegCommentMessageDominantTileAcquisitionDate(kTestCoverageLowerBound));
+    loupe::JpegCommentRegisterFamily("AD", new loupe::JpegCommentMessageDominantTileAcquisitionDate(0.6f));
     loupe::JpegCommentRegisterFamily("TX", new TextMessage);
     loupe::JpegCommentRegisterFamily("TY", new TextMessage);
     loupe::JpegCommentRegisterFamily("TX", new TextMessage);     // taken

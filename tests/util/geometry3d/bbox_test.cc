@@ -24,7 +24,6 @@ TEST(VectorTest, RoundingDivisionAndNormalize) {
   const Vector3<int> up = Vector3<double>(a, b, 2.0).IRound();
   std::fesetround(mode);
   EXPECT_EQ(up, Vector3<int>(1, 0, 2));
-  std::fesetround(mode);
   EXPECT_EQ(Vector3<int>(7, -7, 9) / 2, Vector3<int>(3, -3, 4));
   const Vector3<float> n = Vector3<float>(3, 0, 4).Normalize();
   EXPECT_FLOAT_EQ(n.x, 0.6f);

@@ -128,20 +128,5 @@ TEST(ShapePrimitiveIteratorTest, WalksSeeksAndRotation) {
                      "Unknown Format."}));
 }
 
-TEST(ShapeIteratorTest, ReadsThroughTheShape) {
-  Shape shape;
-  for (int i = 0; i < 4; ++i) shape.mutable_points()->push_back(Vector3<double>(i, i, i));
-  IndexSet* set = shape.AddNewIndexSet();
-  set->set_format(IndexSet::kTriangleFan);
-  *set->mutable_point_indices() = {3, 2, 1, 0};
-  ShapeTriangleIterator t(set);
-  t.Next();
-  EXPECT_EQ(t.GetPoint(0), Vector3<double>(3, 3, 3));
-  EXPECT_EQ(t.GetPoint(2), Vector3<double>(0, 0, 0));
-  ShapePrimitiveIterator p(set);
-  EXPECT_EQ(p.GetPoint(1), Vector3<double>(2, 2, 2));
-  EXPECT_TRUE(p.HasPoints());
-}
-
 }  // namespace
 }  // namespace geometry3d
