@@ -258,7 +258,9 @@ void PanoGraph::GetConnectedPanos(const QString& id, int depth, bool same_scene_
     }
     ++level;
     std::swap(current, next);
-    if (depth < level) break;
+    // An empty frontier can only give empty levels, so stopping here changes no result; it keeps
+    // a huge depth from spinning through them under the lock.
+    if (depth < level || current.empty()) break;
   }
 }
 

@@ -1,7 +1,6 @@
 #include "spatial/path_planner.h"
 
 #include <algorithm>
-#include <climits>
 
 #include "platform/fast_math.h"
 #include "platform/geo.h"
@@ -28,12 +27,8 @@ bool PathPlanner::FindPath(const Vec3<double>& from, const Vec3<double>& to, int
 
   // The start goes last, so that any other candidate at the same distance wins over it.
   mmvector<PanoGraph::ConnectedPanoInfo> list(HeapManager::GetTransientHeap());
-  // max_links - 1 would overflow for the lowest int; any count below 2 means the start alone. The
-  // search runs one round per level even when nothing is left to visit, and no panorama lies more
-  // links away than there are panoramas: capping the depth there changes no result and keeps a
-  // huge max_links from spinning through empty rounds under the lock.
-  const int vertices = static_cast<int>(std::min<size_t>(boost::num_vertices(graph_->graph().graph()), INT_MAX));
-  graph_->GetConnectedPanos(start, max_links < 2 ? 0 : std::min(max_links - 1, vertices), same_scene_only, &list);
+  // max_links - 1 would overflow for the lowest int; any count below 2 means the start alone.
+  graph_->GetConnectedPanos(start, max_links < 2 ? 0 : max_links - 1, same_scene_only, &list);
   list.push_back(PanoGraph::ConnectedPanoInfo{start, 0, -1});
 
   const Vec3<double> target = MapToCartesian(Vec3<double>(to.x, to.y, 0));
