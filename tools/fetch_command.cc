@@ -148,13 +148,6 @@ std::string Fixed(double v, int decimals) {
   return text;
 }
 
-std::string Num(double v) {
-  std::ostringstream s;
-  s.precision(15);
-  s << v;
-  return s.str();
-}
-
 // The panoramas with a record. Takes the graph's lock: the worker may be writing.
 size_t Records(const PanoGraph& graph) {
   SpinLock::ScopedLock hold(graph.lock());
@@ -239,9 +232,9 @@ int Run(Io& io, const FetchOptions& o) {
   const CountingBackend::Counts counts = counter.counts();
   if (counts.ok == 0) {
     return io.Fail("nothing fetched from " + o.server + ": " + FailureText(counts) +
-                   (quiet ? "" : "; timed out after " + Num(timeout) + " s"));
+                   (quiet ? "" : "; timed out after " + ShownNumber(timeout) + " s"));
   }
-  if (!quiet) io.Warn("timed out after " + Num(timeout) + " s; the requests still open were cancelled");
+  if (!quiet) io.Warn("timed out after " + ShownNumber(timeout) + " s; the requests still open were cancelled");
   // Joins the dead ends that replies outside a tile left pending, as graph does after each reply.
   graph.PostProcessBatch();
 
@@ -272,7 +265,7 @@ int Run(Io& io, const FetchOptions& o) {
   out << "fetched " << records.size() << (records.size() == 1 ? " panorama" : " panoramas") << " with "
       << counts.started << (counts.started == 1 ? " request" : " requests") << " in " << Fixed(seconds, 2) << " s ("
       << Fixed(rate, 0) << " panoramas/s); " << FailureText(counts) << "\n";
-  out << "nearest to " << Num(lat) << "," << Num(lon) << ": " << (nearest.isNull() ? "(none)" : nearest.toStdString())
+  out << "nearest to " << ShownNumber(lat) << "," << ShownNumber(lon) << ": " << (nearest.isNull() ? "(none)" : nearest.toStdString())
       << "\n";
   SummarizeGraph(graph, &root, out);
   io.Print(root, out.str());

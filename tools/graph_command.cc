@@ -17,13 +17,6 @@ using Records = mmvector<RefPtr<spatial::PanoramaData>>;
 
 std::string Text(const QString& s) { return s.toStdString(); }
 
-std::string Num(double v) {
-  std::ostringstream s;
-  s.precision(15);
-  s << v;
-  return s.str();
-}
-
 struct GraphOptions {
   std::vector<std::string> files{"-"};
   std::optional<LatLon> near;
@@ -67,7 +60,7 @@ bool Answer(const PanoGraph& graph, const GraphOptions& o, Json::Value* root, st
   if (o.near) {
     const QString id = graph.GetClosestPanoToPoint(Vec3<double>(o.near->lon / 180.0, o.near->lat / 180.0, 0));
     (*root)["nearest"] = id.isNull() ? Json::Value() : Json::Value(Text(id));
-    out << "nearest to " << Num(o.near->lat) << "," << Num(o.near->lon) << ": " << (id.isNull() ? "(none)" : Text(id))
+    out << "nearest to " << ShownNumber(o.near->lat) << "," << ShownNumber(o.near->lon) << ": " << (id.isNull() ? "(none)" : Text(id))
         << "\n";
   }
   if (o.links) {
