@@ -25,12 +25,6 @@ namespace vistara::cli {
 
 namespace {
 
-std::string NumberText(double v) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.15g", v);
-  return text;
-}
-
 // The whole text as a finite number.
 bool FiniteNumber(const std::string& text, double* value) {
   if (text.empty() || std::isspace(static_cast<unsigned char>(text[0]))) return false;
@@ -91,9 +85,9 @@ std::optional<DateTime> IsoDate(const std::string& text) {
 
 std::string Range::Text() const {
   const bool has_low = std::isfinite(low), has_high = std::isfinite(high);
-  if (has_low && has_high && !above_low) return "in " + NumberText(low) + ".." + NumberText(high);
-  std::string text = has_low ? (above_low ? "above " : "at least ") + NumberText(low) : "";
-  if (has_high) text += (has_low ? " and at most " : "at most ") + NumberText(high);
+  if (has_low && has_high && !above_low) return "in " + ShownNumber(low) + ".." + ShownNumber(high);
+  std::string text = has_low ? (above_low ? "above " : "at least ") + ShownNumber(low) : "";
+  if (has_high) text += (has_low ? " and at most " : "at most ") + ShownNumber(high);
   return text.empty() ? "a number" : text;
 }
 
@@ -479,6 +473,12 @@ void Progress::Update(const std::string& text) {
   // Blanks over what is left of a longer line before.
   err_ << '\r' << text << std::string(width_ > text.size() ? width_ - text.size() : 0, ' ') << std::flush;
   width_ = text.size();
+}
+
+std::string ShownNumber(double v) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.15g", v);
+  return text;
 }
 
 std::string Counted(size_t n, const std::string& one, const std::string& many) {

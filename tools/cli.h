@@ -228,6 +228,8 @@ class Progress {
   size_t width_ = 0;
 };
 
+// A number in text output: up to 15 significant digits, no trailing zeros ("37.8076", "1e-05").
+std::string ShownNumber(double v);
 // "1 panorama", "12 panoramas": the count and the noun that agrees with it.
 std::string Counted(size_t n, const std::string& one, const std::string& many);
 

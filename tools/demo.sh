@@ -55,3 +55,16 @@ head -1 "$mesh/house.obj"
 step building encode "$mesh/house.json" "$mesh/house.building"
 step building decode "$mesh/house.building" -
 rm -rf "$mesh"
+
+# Street panoramas: a service over West Oakland's streets on 127.0.0.1 (it stops by itself after a
+# minute), and a graph fetched from it through the library's fetch manager, saved and read again.
+streets=/usr/share/doc/python-osmnx-doc/examples/tests/input_data/West-Oakland.osm.bz2
+served=$(mktemp -d)
+"$cli" serve --streets "$streets" --for 60s > "$served/serve.out" &
+for _ in $(seq 300); do grep -q listening "$served/serve.out" && break; sleep 0.1; done
+printf '\n$ vistara-spatial serve --streets %s --for 60s &\n' "$streets"; head -1 "$served/serve.out"
+url=$(grep -o 'http://127\.0\.0\.1:[0-9]*/mlk' "$served/serve.out")
+step fetch --server "$url" --near 37.8076,-122.3005 --radius 100 --neighbours 3 --tiles --save "$served/oakland.xml"
+step graph "$served/oakland.xml" --near 37.8076,-122.3005
+kill %1 2>/dev/null || true; wait || true
+rm -rf "$served"

@@ -1,11 +1,10 @@
 // vistara-spatial graph: builds the panorama graph from metadata replies and answers queries.
 #include <algorithm>
-#include <boost/graph/adjacency_list.hpp>
-#include <map>
 #include <memory>
 #include <sstream>
 
 #include "cli.h"
+#include "graph_summary.h"
 #include "platform/xml/xml_reader.h"
 #include "spatial/pano_graph.h"
 #include "spatial/panorama_xml_parser.h"
@@ -17,13 +16,6 @@ using spatial::PanoGraph;
 using Records = mmvector<RefPtr<spatial::PanoramaData>>;
 
 std::string Text(const QString& s) { return s.toStdString(); }
-
-std::string Num(double v) {
-  std::ostringstream s;
-  s.precision(15);
-  s << v;
-  return s.str();
-}
 
 struct GraphOptions {
   std::vector<std::string> files{"-"};
@@ -57,57 +49,6 @@ void Build(const std::vector<Records>& replies, PanoGraph* graph) {
   }
 }
 
-// Reporting: the summary into `root` and `out`.
-void Summarize(const PanoGraph& graph, Json::Value* root, std::ostream& out) {
-  const auto& g = graph.graph().graph();
-  size_t placeholders = 0;
-  for (auto [v, end] = boost::vertices(g); v != end; ++v) {
-    if (!graph.graph()[*v].data) ++placeholders;
-  }
-  // Edges the service gave (from either end or both) versus all; the rest are inferred.
-  auto lists = [](const auto& from, const auto& to) {
-    if (!from.data) return false;
-    for (const auto& c : from.data->connected_panos) {
-      if (c.id == to.id) return true;
-    }
-    return false;
-  };
-  size_t given = 0;
-  for (auto [e, end] = boost::edges(g); e != end; ++e) {
-    const auto& a = graph.graph()[boost::source(*e, g)];
-    const auto& b = graph.graph()[boost::target(*e, g)];
-    if (lists(a, b) || lists(b, a)) ++given;
-  }
-  const size_t vertices = boost::num_vertices(g), edges = boost::num_edges(g);
-  (*root)["vertices"] = static_cast<Json::UInt64>(vertices);
-  (*root)["placeholders"] = static_cast<Json::UInt64>(placeholders);
-  (*root)["edges"] = static_cast<Json::UInt64>(edges);
-  (*root)["inferred_edges"] = static_cast<Json::UInt64>(edges - given);
-  out << "vertices " << vertices << ", placeholders " << placeholders << ", edges " << edges << ", inferred edges "
-      << edges - given << "\n";
-
-  std::map<std::string, size_t> tree_sizes;
-  for (const auto& kv : graph.quad_trees().trees()) {
-    size_t n = 0;
-    std::vector<const spatial::QTree<QString, double>::Node*> stack{kv.second->root()};
-    while (!stack.empty()) {
-      const auto* node = stack.back();
-      stack.pop_back();
-      n += node->entries.size();
-      if (node->children) {
-        for (int i = 0; i < 4; ++i) stack.push_back(&node->children[i]);
-      }
-    }
-    tree_sizes[Text(kv.first)] = n;
-  }
-  Json::Value& trees = (*root)["trees"] = Json::Value(Json::objectValue);
-  for (const auto& [level, n] : tree_sizes) {
-    trees[level] = static_cast<Json::UInt64>(n);
-    out << "tree " << (level.empty() ? "(default level)" : "\"" + level + "\"") << ": "
-        << Counted(n, "entry", "entries") << "\n";
-  }
-}
-
 // Reporting: the queries asked for into `root` and `out`. False and the reason for an unknown id.
 bool Answer(const PanoGraph& graph, const GraphOptions& o, Json::Value* root, std::ostream& out, std::string* error) {
   for (const auto& id : {o.links, o.around}) {
@@ -119,7 +60,7 @@ bool Answer(const PanoGraph& graph, const GraphOptions& o, Json::Value* root, st
   if (o.near) {
     const QString id = graph.GetClosestPanoToPoint(Vec3<double>(o.near->lon / 180.0, o.near->lat / 180.0, 0));
     (*root)["nearest"] = id.isNull() ? Json::Value() : Json::Value(Text(id));
-    out << "nearest to " << Num(o.near->lat) << "," << Num(o.near->lon) << ": " << (id.isNull() ? "(none)" : Text(id))
+    out << "nearest to " << ShownNumber(o.near->lat) << "," << ShownNumber(o.near->lon) << ": " << (id.isNull() ? "(none)" : Text(id))
         << "\n";
   }
   if (o.links) {
@@ -163,7 +104,7 @@ int Run(Io& io, const GraphOptions& o) {
   Build(replies, &graph);
   Json::Value root(Json::objectValue);
   std::ostringstream out;
-  Summarize(graph, &root, out);
+  SummarizeGraph(graph, &root, out);
   if (!Answer(graph, o, &root, out, &error)) return io.Fail(error);
   io.Print(root, out.str());
   return 0;

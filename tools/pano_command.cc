@@ -18,13 +18,6 @@ std::string Hex8(uint32_t v) {
   return text;
 }
 
-std::string Num(double v) {
-  std::ostringstream s;
-  s.precision(15);
-  s << v;
-  return s.str();
-}
-
 // A QString as UTF-8, with "(none)" for the null string in the human output.
 std::string Text(const QString& s) { return s.toStdString(); }
 std::string Shown(const QString& s) {
@@ -97,14 +90,14 @@ Json::Value RecordJson(const spatial::PanoramaData& p) {
 
 void PrintRecord(std::ostream& out, int n, const spatial::PanoramaData& p) {
   out << "panorama " << n << ": " << Text(p.id) << "\n";
-  out << "  position: lat " << Num(p.position.y * 180.0) << ", lng " << Num(p.position.x * 180.0) << " (degrees)\n";
+  out << "  position: lat " << ShownNumber(p.position.y * 180.0) << ", lng " << ShownNumber(p.position.x * 180.0) << " (degrees)\n";
   out << "  address: " << Shown(p.address) << ", copyright: " << Shown(p.copyright) << "\n";
   out << "  image: " << p.image_width << " x " << p.image_height << ", tiles " << p.tile_width << " x " << p.tile_height
       << ", date " << Shown(p.image_date) << ", scene " << p.scene << ", level " << Shown(p.level_id) << "\n";
-  out << "  yaw " << Num(p.pano_yaw_deg) << ", tilt yaw " << Num(p.tilt_yaw_deg) << ", tilt pitch "
-      << Num(p.tilt_pitch_deg) << " (degrees); info flags " << p.info_flags << ", info value " << p.info_value << "\n";
+  out << "  yaw " << ShownNumber(p.pano_yaw_deg) << ", tilt yaw " << ShownNumber(p.tilt_yaw_deg) << ", tilt pitch "
+      << ShownNumber(p.tilt_pitch_deg) << " (degrees); info flags " << p.info_flags << ", info value " << p.info_value << "\n";
   for (const auto& link : p.connected_panos) {
-    out << "  link " << Text(link.id) << ": yaw " << Num(link.yaw_deg) << ", colour abgr " << Hex8(link.road_color) << "\n";
+    out << "  link " << Text(link.id) << ": yaw " << ShownNumber(link.yaw_deg) << ", colour abgr " << Hex8(link.road_color) << "\n";
   }
   for (const auto& level : p.connected_levels) {
     out << "  level " << Text(level.level_id) << ": pano " << Text(level.pano_id) << ", ordinal " << level.ordinal
@@ -144,8 +137,8 @@ int Run(Io& io, const std::string& file) {
     n["pitch"] = JsonNumber(a.pitch);
     n["d"] = JsonNumber(a.d);
     notes.append(n);
-    out << "annotation " << Text(a.id) << ": " << Shown(a.title) << ", yaw " << Num(a.yaw) << ", pitch " << Num(a.pitch)
-        << ", d " << Num(a.d) << "\n";
+    out << "annotation " << Text(a.id) << ": " << Shown(a.title) << ", yaw " << ShownNumber(a.yaw) << ", pitch " << ShownNumber(a.pitch)
+        << ", d " << ShownNumber(a.d) << "\n";
   }
   io.Print(root, out.str());
   return 0;

@@ -42,7 +42,9 @@ struct hash;
 template <>
 struct hash<QString> {
   size_t operator()(const QString& s) const {
-    return HashUtf16(reinterpret_cast<const char16_t*>(s.utf16()), static_cast<size_t>(s.size()));
+    // constData, not utf16(): utf16() gives a null string a terminator, turning it into an empty
+    // one behind the const (a record's null level_id, hashed as a quad tree key, would change).
+    return HashUtf16(reinterpret_cast<const char16_t*>(s.constData()), static_cast<size_t>(s.size()));
   }
 };
 

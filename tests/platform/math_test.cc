@@ -125,6 +125,10 @@ TEST(HashTest, MatchesTheDescribedMixForEveryTailLength) {
     const QString q = QString::fromUtf8(s);
     EXPECT_EQ(ReferenceHash(q), hash<QString>()(q)) << s;
   }
+  // Hashing once turned a null string into an empty one.
+  const QString null;
+  EXPECT_EQ(hash<QString>()(QString("")), hash<QString>()(null));
+  EXPECT_TRUE(null.isNull());
 }
 
 }  // namespace

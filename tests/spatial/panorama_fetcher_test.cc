@@ -110,7 +110,8 @@ TEST(PanoramaFetcherTest, RealServerFaultsEndOnceAndFreeTheirUrl) {
   testing::LoopbackServer server;
   server.ServeFaults(OnePanorama("P").toStdString());
   net::CurlBackend::Options options;
-  options.timeout_ms = 1000;
+  // Long enough for the trickle on a loaded machine, short of the stall's ten seconds.
+  options.timeout_ms = 4000;
   net::CurlBackend backend(options);
   net::Backend* previous = net::SetBackend(&backend);
   Settings().metaDataFetchServer.PushSetting();

@@ -170,7 +170,8 @@ TEST(PanoramaServiceTest, InjectsFaults) {
 }
 
 // A bare connection: sends `request`, then gathers what arrives until the service closes the
-// connection (true), `until` has arrived, or 10 s pass in silence.
+// connection (true), `until` has arrived, or 30 s pass in silence (a loaded machine can hold a
+// queued connection for seconds).
 bool Exchange(int port, const std::string& request, std::string* reply, const char* until = nullptr) {
   const int fd = socket(AF_INET, SOCK_STREAM, 0);
   sockaddr_in address{};
@@ -181,7 +182,7 @@ bool Exchange(int port, const std::string& request, std::string* reply, const ch
   if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
       send(fd, request.data(), request.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(request.size())) {
     char buffer[4096];
-    for (pollfd p{fd, POLLIN, 0}; !closed && poll(&p, 1, 10000) > 0;) {
+    for (pollfd p{fd, POLLIN, 0}; !closed && poll(&p, 1, 30000) > 0;) {
       const ssize_t n = recv(fd, buffer, sizeof buffer, 0);
       closed = n <= 0;
       if (n > 0) reply->append(buffer, static_cast<size_t>(n));

@@ -1,0 +1,168 @@
+// The fetch command, run in-process against the panorama service over West Oakland: what it saves
+// is the dataset's own records with the dataset's links, graph reads the file back, and the
+// failures a user meets are reported. Its options are in fetch.cases.
+#include <gtest/gtest.h>
+#include <json/json.h>
+
+#include <algorithm>
+#include <map>
+#include <regex>
+#include <set>
+#include <sstream>
+
+#include "cli.h"
+#include "panorama_service.h"
+#include "platform/net/loopback_server.h"
+#include "spatial/map_tile.h"
+#include "street_panoramas_test_util.h"
+#include "test_util.h"
+
+namespace vistara::testing {
+namespace {
+
+using cli::serve::PanoramaService;
+
+struct Outcome {
+  int status = -1;
+  std::string out, err;
+  Json::Value json;  // the output read as JSON, when it is
+};
+
+Outcome Cli(const std::vector<std::string>& args) {
+  std::istringstream in;
+  std::ostringstream out, err;
+  Outcome o;
+  o.status = cli::Main(args, in, out, err);
+  o.out = out.str();
+  o.err = err.str();
+  Json::Reader().parse(o.out, o.json);
+  return o;
+}
+
+TEST(FetchCommandTest, FillsAGraphOfTheExtractsStreets) {
+  const auto set = WestOaklandPanoramas();
+  ASSERT_TRUE(set);
+  PanoramaService service(set, {.read_timeout_ms = 1000});  // idle connections closed soon
+  std::string error;
+  ASSERT_TRUE(service.Start(&error)) << error;
+  const TempDir dir("vistara-fetch-");
+  const std::string saved = dir / "fetched.xml";
+  const double lat = 37.8076, lon = -122.3005;
+  const Outcome fetch = Cli({"fetch", "--json", "--server", service.url(), "--near", "37.8076,-122.3005", "--radius",
+                             "100", "--neighbours", "3", "--tiles", "--save", saved});
+  ASSERT_EQ(0, fetch.status) << fetch.err;
+
+  // Every record saved is one of the dataset's, field for field: position and links included.
+  auto read = [&](const std::string& file) {
+    std::set<uint32_t> got;
+    for (const auto& r : ParseReply(ReadFile(file))) {
+      const int i = set->Find(r->id.toStdString());
+      EXPECT_GE(i, 0) << r->id.toStdString();
+      if (i < 0) continue;
+      EXPECT_EQ(Fields(*set->Record(i)), Fields(*r));
+      got.insert(static_cast<uint32_t>(i));
+    }
+    return got;
+  };
+  const std::set<uint32_t> got = read(saved);
+  // The panoramas within three links of the service's nearest, breadth-first over the dataset's
+  // links, are all there, and so is every panorama of the tiles round the point.
+  const int nearest = set->Nearest(lat, lon, 100);
+  ASSERT_GE(nearest, 0);
+  EXPECT_EQ(set->panorama(nearest).id, fetch.json["nearest"].asString());
+  std::map<uint32_t, int> depth{{nearest, 0}};
+  std::vector<uint32_t> queue{static_cast<uint32_t>(nearest)};
+  for (size_t k = 0; k < queue.size(); ++k) {
+    const uint32_t i = queue[k];
+    if (depth[i] == 3) continue;
+    for (const auto& l : set->panorama(i).links) {
+      if (depth.emplace(l.to, depth[i] + 1).second) queue.push_back(l.to);
+    }
+  }
+  std::set<uint32_t> wanted(queue.begin(), queue.end());
+  const std::string near_only = dir / "near.xml";
+  ASSERT_EQ(0, Cli({"fetch", "--server", service.url(), "--near", "37.8076,-122.3005", "--radius", "100",
+                    "--neighbours", "3", "--save", near_only})
+                   .status);
+  EXPECT_EQ(wanted, read(near_only));  // without tiles, exactly those
+  mmvector<spatial::MapTile> tiles;
+  spatial::MapTile::CollectSurroundingTiles(lat, lon, 16, 100, &tiles);
+  for (const auto& t : tiles) {
+    for (uint32_t i : set->InTile(t.x, t.y, t.zoom)) wanted.insert(i);
+  }
+  EXPECT_TRUE(std::includes(got.begin(), got.end(), wanted.begin(), wanted.end()));
+  EXPECT_EQ(got.size(), fetch.json["panoramas"].asUInt64());
+  EXPECT_EQ(0, fetch.json["failed"].asInt());
+
+  // graph reads the file into the graph fetch built: the same vertices, placeholders and links
+  // given by the service; those are the dataset's links with a fetched end.
+  const Outcome graph = Cli({"graph", "--json", saved, "--links", set->panorama(nearest).id});
+  ASSERT_EQ(0, graph.status) << graph.err;
+  std::set<std::pair<uint32_t, uint32_t>> links;
+  std::set<uint32_t> placeholders;
+  for (uint32_t i : got) {
+    for (const auto& l : set->panorama(i).links) {
+      links.insert(std::minmax(i, l.to));
+      if (!got.count(l.to)) placeholders.insert(l.to);
+    }
+  }
+  for (const Outcome* o : {&fetch, &graph}) {
+    EXPECT_EQ(got.size() + placeholders.size(), o->json["vertices"].asUInt64());
+    EXPECT_EQ(placeholders.size(), o->json["placeholders"].asUInt64());
+    EXPECT_EQ(links.size(), o->json["edges"].asUInt64() - o->json["inferred_edges"].asUInt64());
+  }
+  std::vector<std::string> around;
+  for (const auto& l : set->panorama(nearest).links) around.push_back(set->panorama(l.to).id);
+  std::sort(around.begin(), around.end());
+  std::vector<std::string> listed;
+  for (const auto& id : graph.json["links"]) listed.push_back(id.asString());
+  EXPECT_TRUE(std::includes(listed.begin(), listed.end(), around.begin(), around.end()));
+}
+
+TEST(FetchCommandTest, CountsFailuresAndFailsOnlyWhenNothingCame) {
+  const auto set = WestOaklandPanoramas();
+  ASSERT_TRUE(set);
+  const std::vector<std::string> near = {"--near", "37.8076,-122.3005", "--radius", "100"};
+  auto fetch = [&](const std::string& server, std::vector<std::string> more) {
+    std::vector<std::string> args = {"fetch", "--json", "--server", server};
+    args.insert(args.end(), near.begin(), near.end());
+    args.insert(args.end(), more.begin(), more.end());
+    return Cli(args);
+  };
+
+  // Nothing listens.
+  const std::string refused = LoopbackServer::RefusedUrl();
+  Outcome o = fetch(refused, {});
+  EXPECT_EQ(1, o.status);
+  EXPECT_EQ("nothing fetched from " + refused + ": 1 request failed (connection refused: 1)", o.json["error"].asString());
+  EXPECT_NE(std::string::npos, o.err.find("vistara-spatial: fetch: nothing fetched from " + refused));
+
+  // A service that answers 503 to everything; then to every second request, which is counted.
+  PanoramaService failing(set, {.read_timeout_ms = 1000, .fail_every = 1});
+  std::string error;
+  ASSERT_TRUE(failing.Start(&error)) << error;
+  o = fetch(failing.url(), {"--tiles"});
+  EXPECT_EQ(1, o.status);
+  EXPECT_TRUE(std::regex_match(o.json["error"].asString(),
+                               std::regex("nothing fetched from .*: (\\d+) requests failed \\(http 503: \\1\\)")))
+      << o.json["error"];
+  PanoramaService flaky(set, {.read_timeout_ms = 1000, .fail_every = 2});
+  ASSERT_TRUE(flaky.Start(&error)) << error;
+  o = fetch(flaky.url(), {"--tiles", "--neighbours", "2"});
+  ASSERT_EQ(0, o.status) << o.err;
+  const int requests = o.json["requests"].asInt(), failed = requests / 2;
+  EXPECT_EQ(failed, o.json["failed"].asInt());
+  EXPECT_EQ(failed, o.json["failures"]["http 503"].asInt());
+  EXPECT_GT(o.json["panoramas"].asInt(), 0);
+
+  // A service slower than the timeout: the request is cancelled, and nothing came.
+  PanoramaService slow(set, {.read_timeout_ms = 1000, .delay_ms = 1000});
+  ASSERT_TRUE(slow.Start(&error)) << error;
+  o = fetch(slow.url(), {"--timeout", "0.2s"});
+  EXPECT_EQ(1, o.status);
+  EXPECT_EQ("nothing fetched from " + slow.url() + ": 1 request failed (cancelled: 1); timed out after 0.2 s",
+            o.json["error"].asString());
+}
+
+}  // namespace
+}  // namespace vistara::testing
