@@ -4,16 +4,14 @@
 #include <sstream>
 
 #include "cli.h"
+#include "graph_source.h"
 #include "graph_summary.h"
-#include "platform/xml/xml_reader.h"
 #include "spatial/pano_graph.h"
-#include "spatial/panorama_xml_parser.h"
 
 namespace vistara::cli {
 namespace {
 
 using spatial::PanoGraph;
-using Records = mmvector<RefPtr<spatial::PanoramaData>>;
 
 std::string Text(const QString& s) { return s.toStdString(); }
 
@@ -23,31 +21,6 @@ struct GraphOptions {
   std::optional<std::string> links, around;
   int depth = 2;
 };
-
-// Reading: the records of each reply, in the order given.
-bool ReadReplies(Io& io, const std::vector<std::string>& files, std::vector<Records>* replies, std::string* error) {
-  for (const std::string& name : files) {
-    std::string bytes;
-    if (!io.Read(name, &bytes, error)) return false;
-    const QByteArray xml = QByteArray::fromStdString(bytes);
-    if (XmlReader(xml).GetErrorsOccurred()) {
-      *error = "'" + name + "' is not well-formed XML";
-      return false;
-    }
-    replies->emplace_back();
-    spatial::PanoramaXMLParser::Parse(xml, &replies->back());
-  }
-  return true;
-}
-
-// Building: every record added, the single-link dead ends repaired after each reply as after a
-// finished tile. The graph keeps pointers to the records, which the caller keeps alive.
-void Build(const std::vector<Records>& replies, PanoGraph* graph) {
-  for (const Records& records : replies) {
-    for (const auto& r : records) graph->AddPano(r->id, r.get());
-    graph->PostProcessBatch();
-  }
-}
 
 // Reporting: the queries asked for into `root` and `out`. False and the reason for an unknown id.
 bool Answer(const PanoGraph& graph, const GraphOptions& o, Json::Value* root, std::ostream& out, std::string* error) {
@@ -101,7 +74,7 @@ int Run(Io& io, const GraphOptions& o) {
   std::string error;
   if (!ReadReplies(io, o.files, &replies, &error)) return io.Fail(error);
   PanoGraph graph;
-  Build(replies, &graph);
+  BuildGraph(replies, &graph);
   Json::Value root(Json::objectValue);
   std::ostringstream out;
   SummarizeGraph(graph, &root, out);
