@@ -80,6 +80,12 @@ std::string SvgMap::Svg() const {
   }
   if (south > north) south = north = west = east = 0;
   const double shrink = std::cos((south + north) / 2 * std::numbers::pi / 180);
+  // Room for the widest band beyond the points.
+  double band = 0;
+  for (const Group& g : layers_) {
+    for (const Shape& s : g.shapes) band = std::max(band, s.kind == Kind::kBand ? s.metres / 2 / kMetresPerDegree : 0);
+  }
+  south -= band, north += band, west -= band / shrink, east += band / shrink;
   // The frame in "degrees of latitude" both ways, at least 100 m across.
   const double min_span = 100 / kMetresPerDegree;
   const double across = std::max((east - west) * shrink, min_span), down = std::max(north - south, min_span);
