@@ -43,8 +43,9 @@ LatLon Degrees(const Vec3<double>& p) { return {p.y * 180.0, p.x * 180.0}; }
 std::string Shown(const LatLon& p) { return ShownNumber(p.lat) + "," + ShownNumber(p.lon); }
 
 // With --server: the nearest panoramas of both ends, then their neighbours a link further each
-// round, until the planner finds a route, a round finds nothing new, --max-links rounds have
-// passed or the time is up.
+// round, until the planner finds a route to the panorama nearest TO, a round finds nothing new,
+// --max-links rounds have passed or the time is up. (The planner takes any panorama within 100 m
+// of TO as the end, and a graph still growing would have it stop short.)
 bool FetchGraph(Io& io, const RouteOptions& o, PanoGraph* graph, std::string* error) {
   GraphFetch fetch(io, o.source.server, o.source.timeout.value_or(kDefaultFetchSeconds), graph);
   const double radius = spatial::WayfareSpatialOptions::s_settings_.defaultSearchRadiusMeters;
@@ -53,7 +54,10 @@ bool FetchGraph(Io& io, const RouteOptions& o, PanoGraph* graph, std::string* er
   const PathPlanner planner(graph);
   PathPlanner::Path path;
   for (int depth = 1; depth <= o.max_links; ++depth) {
-    if (planner.FindPath(MapPoint(*o.from), MapPoint(*o.to), o.max_links, o.same_scene, &path)) break;
+    if (planner.FindPath(MapPoint(*o.from), MapPoint(*o.to), o.max_links, o.same_scene, &path) &&
+        path[path.size() - 1] == ends[1]) {
+      break;
+    }
     if (fetch.FetchAround(ends, depth) == 0) break;
   }
   return fetch.Finish(error);
