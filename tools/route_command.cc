@@ -1,5 +1,6 @@
 // vistara-spatial route: the chain of panoramas between two points, as PathPlanner finds it, with
 // the turn points of its intersections; as text or JSON, and drawn as KML, GeoJSON or an SVG map.
+#include <algorithm>
 #include <boost/graph/adjacency_list.hpp>
 #include <memory>
 #include <sstream>
@@ -26,8 +27,8 @@ struct RouteOptions {
 
 struct Stop {
   std::string id;
-  LatLon at;
-  std::string street;  // empty if the record names none
+  std::optional<LatLon> at;  // none for a placeholder (an id known only as a link) the route passes
+  std::string street;        // empty if the record names none
 };
 struct Turn {
   int index;  // into the stops
@@ -42,10 +43,16 @@ Vec3<double> MapPoint(const LatLon& p) { return Vec3<double>(p.lon / 180.0, p.la
 LatLon Degrees(const Vec3<double>& p) { return {p.y * 180.0, p.x * 180.0}; }
 std::string Shown(const LatLon& p) { return ShownNumber(p.lat) + "," + ShownNumber(p.lon); }
 
+// Whether every panorama of the path has its record: a route may pass through placeholders.
+bool Complete(const PanoGraph& graph, const PathPlanner::Path& path) {
+  SpinLock::ScopedLock hold(graph.lock());
+  return std::all_of(path.begin(), path.end(), [&](const QString& id) { return graph.GetPanoramaData(id); });
+}
+
 // With --server: the nearest panoramas of both ends, then their neighbours a link further each
-// round, until the planner finds a route to the panorama nearest TO, a round finds nothing new,
-// --max-links rounds have passed or the time is up. (The planner takes any panorama within 100 m
-// of TO as the end, and a graph still growing would have it stop short.)
+// round, until the planner finds a route of records to the panorama nearest TO, a round finds
+// nothing new, --max-links rounds have passed or the time is up. (The planner takes any panorama
+// within 100 m of TO as the end, and a graph still growing would have it stop short.)
 bool FetchGraph(Io& io, const RouteOptions& o, PanoGraph* graph, std::string* error) {
   GraphFetch fetch(io, o.source.server, o.source.timeout.value_or(kDefaultFetchSeconds), graph);
   const double radius = spatial::WayfareSpatialOptions::s_settings_.defaultSearchRadiusMeters;
@@ -55,7 +62,7 @@ bool FetchGraph(Io& io, const RouteOptions& o, PanoGraph* graph, std::string* er
   PathPlanner::Path path;
   for (int depth = 1; depth <= o.max_links; ++depth) {
     if (planner.FindPath(MapPoint(*o.from), MapPoint(*o.to), o.max_links, o.same_scene, &path) &&
-        path[path.size() - 1] == ends[1]) {
+        path[path.size() - 1] == ends[1] && Complete(*graph, path)) {
       break;
     }
     if (fetch.FetchAround(ends, depth) == 0) break;
@@ -82,7 +89,7 @@ std::string GeoJson(const Route& route) {
   Json::Value& coordinates = line["geometry"]["coordinates"] = Json::Value(Json::arrayValue);
   for (const Stop& s : route.stops) {
     line["properties"]["ids"].append(s.id);
-    coordinates.append(Point(s.at));
+    if (s.at) coordinates.append(Point(*s.at));
   }
   features.append(line);
   for (const Turn& t : route.turns) {
@@ -100,11 +107,14 @@ std::string GeoJson(const Route& route) {
 // text here until the feature model can write it.
 std::string Kml(const Route& route) {
   auto coordinates = [](const LatLon& p) { return ShownNumber(p.lon) + "," + ShownNumber(p.lat) + ",0"; };
+  std::string line;
+  for (const Stop& s : route.stops) {
+    if (s.at) line += (line.empty() ? "" : " ") + coordinates(*s.at);
+  }
   std::ostringstream out;
   out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<kml xmlns=\"http://www.opengis.net/kml/2.2\">\n"
       << "<Document>\n<Placemark>\n<name>route</name>\n<MultiGeometry>\n<LineString>\n<coordinates>";
-  for (size_t i = 0; i < route.stops.size(); ++i) out << (i ? " " : "") << coordinates(route.stops[i].at);
-  out << "</coordinates>\n</LineString>\n";
+  out << line << "</coordinates>\n</LineString>\n";
   for (const Turn& t : route.turns) out << "<Point><coordinates>" << coordinates(t.at) << "</coordinates></Point>\n";
   out << "</MultiGeometry>\n</Placemark>\n</Document>\n</kml>\n";
   return out.str();
@@ -114,9 +124,12 @@ std::string Kml(const Route& route) {
 // and each street's name where the route enters it.
 std::string Svg(const PanoGraph& graph, const Route& route) {
   double south = 90, north = -90, west = 180, east = -180;
+  std::vector<LatLon> line;
   for (const Stop& s : route.stops) {
-    south = std::min(south, s.at.lat), north = std::max(north, s.at.lat);
-    west = std::min(west, s.at.lon), east = std::max(east, s.at.lon);
+    if (!s.at) continue;
+    line.push_back(*s.at);
+    south = std::min(south, s.at->lat), north = std::max(north, s.at->lat);
+    west = std::min(west, s.at->lon), east = std::max(east, s.at->lon);
   }
   const double pad = 0.0005;  // degrees, some 50 m of the streets round the route
   auto near = [&](const LatLon& p) {
@@ -132,17 +145,17 @@ std::string Svg(const PanoGraph& graph, const Route& route) {
     if (near(pa) && near(pb)) map.Polyline({pa, pb}, {"#bbbbbb", 2});
   }
   map.Layer("route");
-  std::vector<LatLon> line;
-  for (const Stop& s : route.stops) line.push_back(s.at);
   map.Polyline(line, {"#1f5fbf", 4});
   map.Layer("points");
   for (const Turn& t : route.turns) map.Circle(t.at, {"#e07000", 5});
-  map.Circle(line.front(), {"#2a9d2a", 6});
+  map.Circle(line.front(), {"#2a9d2a", 6});  // the planner starts and ends at records
   map.Circle(line.back(), {"#c0392b", 6});
   map.Layer("streets");
   for (size_t i = 0; i < route.stops.size(); ++i) {
     const std::string& street = route.stops[i].street;
-    if (!street.empty() && (i == 0 || street != route.stops[i - 1].street)) map.Label(line[i], street, {"#333333", 12});
+    if (route.stops[i].at && !street.empty() && (i == 0 || street != route.stops[i - 1].street)) {
+      map.Label(*route.stops[i].at, street, {"#333333", 12});
+    }
   }
   return map.Svg();
 }
@@ -168,8 +181,11 @@ int Run(Io& io, const RouteOptions& o) {
   }
   Route route;
   for (const QString& id : path) {
-    const spatial::PanoramaData* r = graph.GetPanoramaData(id);  // the planner's path holds records only
-    route.stops.push_back({id.toStdString(), Degrees(r->position), r->text.toStdString()});
+    if (const spatial::PanoramaData* r = graph.GetPanoramaData(id)) {
+      route.stops.push_back({id.toStdString(), Degrees(r->position), r->text.toStdString()});
+    } else {
+      route.stops.push_back({id.toStdString(), std::nullopt, ""});
+    }
   }
   for (int i = 0; i < static_cast<int>(path.size()); ++i) {
     Vec3<double> corner;
@@ -195,11 +211,12 @@ int Run(Io& io, const RouteOptions& o) {
     const Stop& s = route.stops[i];
     Json::Value v(Json::objectValue);
     v["id"] = s.id;
-    v["lat"] = JsonNumber(s.at.lat);
-    v["lon"] = JsonNumber(s.at.lon);
+    v["lat"] = s.at ? JsonNumber(s.at->lat) : Json::Value();
+    v["lon"] = s.at ? JsonNumber(s.at->lon) : Json::Value();
     v["street"] = s.street.empty() ? Json::Value() : Json::Value(s.street);
     stops.append(v);
-    out << "  " << i << ": " << s.id << " " << Shown(s.at) << (s.street.empty() ? "" : " " + s.street) << "\n";
+    out << "  " << i << ": " << s.id << " " << (s.at ? Shown(*s.at) : "(no record)")
+        << (s.street.empty() ? "" : " " + s.street) << "\n";
   }
   Json::Value& turns = root["turns"] = Json::Value(Json::arrayValue);
   for (const Turn& t : route.turns) {

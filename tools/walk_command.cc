@@ -79,7 +79,7 @@ class Walker {
     (*json)["pano"] = active;
     const double depth = builder_.GetCollisionDepth();
     if (depth == std::numeric_limits<double>::max()) {
-      (*json)["depth"] = Json::Value();
+      for (const char* key : {"depth", "normal", "point", "correction", "step_to"}) (*json)[key] = Json::Value();
       *text = active + ": no link applies";
       return true;
     }
@@ -181,11 +181,13 @@ bool ReadRoute(Io& io, const std::string& file, std::vector<LatLon>* route, std:
   if (!io.Read(file, &bytes, error)) return false;
   Json::Value root;
   if (Json::Reader().parse(bytes, root) && root.isObject() && root["panoramas"].isArray()) {
+    bool valid = true;
     for (const Json::Value& p : root["panoramas"]) {
-      if (!p.isObject() || !p["lat"].isNumeric() || !p["lon"].isNumeric()) break;
-      route->push_back({p["lat"].asDouble(), p["lon"].asDouble()});
+      if (!p.isObject()) valid = false;
+      else if (p["lat"].isNumeric() && p["lon"].isNumeric()) route->push_back({p["lat"].asDouble(), p["lon"].asDouble()});
+      else if (!p["lat"].isNull() || !p["lon"].isNull()) valid = false;  // null: a placeholder, passed over
     }
-    if (!route->empty() && route->size() == root["panoramas"].size()) return true;
+    if (valid && !route->empty()) return true;
   }
   *error = "'" + DisplayName(file) + "' is not a route as route --json writes it";
   return false;
