@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include "cli.h"
+#include "cli_run_test_util.h"
 #include "panorama_service.h"
 #include "platform/net/loopback_server.h"
 #include "spatial/map_tile.h"
@@ -21,23 +22,6 @@ namespace vistara::testing {
 namespace {
 
 using cli::serve::PanoramaService;
-
-struct Outcome {
-  int status = -1;
-  std::string out, err;
-  Json::Value json;  // the output read as JSON, when it is
-};
-
-Outcome Cli(const std::vector<std::string>& args) {
-  std::istringstream in;
-  std::ostringstream out, err;
-  Outcome o;
-  o.status = cli::Main(args, in, out, err);
-  o.out = out.str();
-  o.err = err.str();
-  Json::Reader().parse(o.out, o.json);
-  return o;
-}
 
 TEST(FetchCommandTest, FillsAGraphOfTheExtractsStreets) {
   const auto set = WestOaklandPanoramas();

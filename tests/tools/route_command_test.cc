@@ -14,6 +14,7 @@
 #include <sstream>
 
 #include "cli.h"
+#include "cli_run_test_util.h"
 #include "panorama_service.h"
 #include "street_panoramas_test_util.h"
 #include "test_util.h"
@@ -23,23 +24,6 @@ namespace {
 
 using cli::serve::PanoramaService;
 using cli::serve::StreetPanoramas;
-
-struct Outcome {
-  int status = -1;
-  std::string out, err;
-  Json::Value json;
-};
-
-Outcome Cli(const std::vector<std::string>& args, const std::string& input = "") {
-  std::istringstream in(input);
-  std::ostringstream out, err;
-  Outcome o;
-  o.status = cli::Main(args, in, out, err);
-  o.out = out.str();
-  o.err = err.str();
-  Json::Reader().parse(o.out, o.json);
-  return o;
-}
 
 // xmllint finds the file well-formed, and for SVG rsvg-convert draws it.
 void ExpectReadable(const std::string& file, bool svg) {
