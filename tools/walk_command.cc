@@ -184,7 +184,10 @@ bool ReadRoute(Io& io, const std::string& file, std::vector<LatLon>* route, std:
     bool valid = true;
     for (const Json::Value& p : root["panoramas"]) {
       if (!p.isObject()) valid = false;
-      else if (p["lat"].isNumeric() && p["lon"].isNumeric()) route->push_back({p["lat"].asDouble(), p["lon"].asDouble()});
+      else if (p["lat"].isNumeric() && p["lon"].isNumeric()) {
+        route->push_back({p["lat"].asDouble(), p["lon"].asDouble()});
+        valid = valid && std::abs(route->back().lat) < 90 && std::abs(route->back().lon) <= 180;
+      }
       else if (!p["lat"].isNull() || !p["lon"].isNull()) valid = false;  // null: a placeholder, passed over
     }
     if (valid && !route->empty()) return true;
@@ -193,8 +196,18 @@ bool ReadRoute(Io& io, const std::string& file, std::vector<LatLon>* route, std:
   return false;
 }
 
-// Along the route at the given speed, a step every frame, heading along the leg walked.
-void WalkAlong(Io& io, const std::vector<LatLon>& route, double step_metres, Walker* walker) {
+// Ground metres from a to b, on a local plane.
+double Metres(const LatLon& a, const LatLon& b) {
+  return std::hypot(b.lat - a.lat, (b.lon - a.lon) * std::cos(a.lat * kDegree)) * kDegree / Units::s_inv_planet_radius;
+}
+
+// Along the route at the given speed, a step every frame, heading along the leg walked. False if
+// that would take more than kMaxSteps steps.
+constexpr double kMaxSteps = 1e6;
+bool WalkAlong(Io& io, const std::vector<LatLon>& route, double step_metres, Walker* walker) {
+  double total = 0;
+  for (size_t i = 0; i + 1 < route.size(); ++i) total += Metres(route[i], route[i + 1]);
+  if (total / step_metres > kMaxSteps) return false;
   int number = 0;
   auto step = [&](const LatLon& at, double heading) {
     Json::Value json(Json::objectValue);
@@ -206,16 +219,15 @@ void WalkAlong(Io& io, const std::vector<LatLon>& route, double step_metres, Wal
   double heading = 0, carried = 0;  // metres of the last leg left over
   for (size_t i = 0; i + 1 < route.size(); ++i) {
     const LatLon& a = route[i];
-    const double north = (route[i + 1].lat - a.lat) * kDegree / Units::s_inv_planet_radius;
-    const double east = (route[i + 1].lon - a.lon) * kDegree / Units::s_inv_planet_radius * std::cos(a.lat * kDegree);
-    const double length = std::hypot(north, east);
+    const double length = Metres(a, route[i + 1]);
     if (length == 0) continue;
-    heading = std::atan2(east, north) / kDegree;
+    heading = std::atan2((route[i + 1].lon - a.lon) * std::cos(a.lat * kDegree), route[i + 1].lat - a.lat) / kDegree;
     double s = carried;
     for (; s < length; s += step_metres) step(Ahead(a, heading, s), heading);
     carried = s - length;
   }
   step(route.back(), heading);
+  return true;
 }
 
 int Run(Io& io, const WalkOptions& o) {
@@ -242,7 +254,9 @@ int Run(Io& io, const WalkOptions& o) {
       return ParseStep(line, &at, &heading, why) && walker.Step(at, heading, json, text, why);
     });
   } else {
-    WalkAlong(io, route, o.speed / o.fps, &walker);
+    if (!WalkAlong(io, route, o.speed / o.fps, &walker)) {
+      return io.Fail("the walk would take more than " + ShownNumber(kMaxSteps) + " steps: raise --speed or lower --fps");
+    }
   }
   if (fetch && !fetch->Finish(&error)) return io.Fail(error);
   if (!o.svg.empty() && !io.Write(o.svg, walker.Svg(), &error)) return io.Fail(error);
@@ -265,7 +279,7 @@ const Registrar kRegistrar(
     "(--server: the panorama nearest the first step, then the neighbours of each panorama stepped\n"
     "to). Reads steps from standard input, one \"LAT LON HEADING\" per line (degrees; the heading a\n"
     "compass heading, clockwise from north), or with --along makes them by walking a route at\n"
-    "--speed with --fps steps a second, looking along the street.\n\n"
+    "--speed with --fps steps a second (a million steps at most), looking along the street.\n\n"
     "The viewer starts at the panorama nearest the first step. Each step sets the view of a\n"
     "MultiConstraintBuilder over the corridors as the records give them (no extra width) and prints\n"
     "one line: the active panorama, the collision depth (metres along a meridian, positive inside a\n"
