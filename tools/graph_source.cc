@@ -144,6 +144,9 @@ std::string FailureText(const FetchCounts& c) {
   return std::to_string(failed) + (failed == 1 ? " request" : " requests") + " failed (" + kinds + ")";
 }
 
+namespace {
+
+// The panoramas with a record. Takes the graph's lock: the fetch worker may be writing.
 size_t CountRecords(const PanoGraph& graph) {
   SpinLock::ScopedLock hold(graph.lock());
   size_t n = 0;
@@ -151,7 +154,6 @@ size_t CountRecords(const PanoGraph& graph) {
   return n;
 }
 
-namespace {
 double Now() { return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count(); }
 }  // namespace
 

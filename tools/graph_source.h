@@ -102,9 +102,6 @@ class GraphFetch {
   bool quiet_ = true;
 };
 
-// The panoramas with a record. Takes the graph's lock: a fetch worker may be writing.
-size_t CountRecords(const spatial::PanoGraph& graph);
-
 // ---- options -----------------------------------------------------------------------------------
 
 // --graph FILE (repeated) or --server URL, and --timeout, as route and walk take them.

@@ -47,8 +47,8 @@ size_t Follow(const StreetPanoramas& set, size_t from, const cli::serve::StreetL
 }
 
 // Two corners an L apart: from an intersection along one street to the next intersection, there
-// across the way by more than 75 degrees to the intersection after. Fills the corner too.
-bool FindCorners(const StreetPanoramas& set, size_t* a, size_t* corner, size_t* b) {
+// onto another street at 80 to 100 degrees, to the intersection after.
+bool FindCorners(const StreetPanoramas& set, size_t* a, size_t* b) {
   for (size_t i = 0; i < set.size(); ++i) {
     if (!Intersection(set, i)) continue;
     for (const auto& in : set.panorama(i).links) {
@@ -59,7 +59,7 @@ bool FindCorners(const StreetPanoramas& set, size_t* a, size_t* corner, size_t* 
         if (out.street == in.street || turn < 80 || turn > 100) continue;
         const size_t y = Follow(set, x, out);
         if (y != x && Intersection(set, y)) {
-          *a = i, *corner = x, *b = y;
+          *a = i, *b = y;
           return true;
         }
       }
@@ -74,8 +74,8 @@ TEST(RouteCommandTest, RoutesBetweenCornersFollowTheStreetsAndWalksStayInTheirCo
   PanoramaService service(set, {.read_timeout_ms = 1000});
   std::string error;
   ASSERT_TRUE(service.Start(&error)) << error;
-  size_t a = 0, corner = 0, b = 0;
-  ASSERT_TRUE(FindCorners(*set, &a, &corner, &b));
+  size_t a = 0, b = 0;
+  ASSERT_TRUE(FindCorners(*set, &a, &b));
   const auto& pa = set->panorama(a);
   const auto& pb = set->panorama(b);
   auto at = [](const auto& p) { return cli::ShownNumber(p.lat) + "," + cli::ShownNumber(p.lon); };
