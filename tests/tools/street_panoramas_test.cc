@@ -131,14 +131,7 @@ TEST(StreetPanoramasTest, Limits) {
   EXPECT_FALSE(StreetPanoramas::Build(main, {.spacing = 0.5}, &error));
   EXPECT_EQ("the spacing must be 1 to 1000 metres", error);
   EXPECT_EQ(-1, StreetPanoramas::Build({}, {}, &error)->Nearest(0, 0, 1e9));
-
-  // Extracts that don't read: a blob header without a type (which libosmium can't take safely),
-  // text that isn't XML, standard input (read twice).
-  std::vector<Street> streets;
-  EXPECT_FALSE(cli::serve::ReadStreetsFromMemory(std::string("\0\0\0\x02\x18\x05" "abcde", 11), "pbf", &streets, &error));
-  EXPECT_EQ("(pbf in memory): PBF format error: a blob header without a type", error);
-  EXPECT_FALSE(cli::serve::ReadStreetsFromMemory("<osm><way", "osm", &streets, &error));
-  EXPECT_FALSE(cli::serve::ReadStreets("-", &streets, &error));
+  // Extracts that don't read are in serve.cases.
 }
 
 TEST(StreetPanoramasTest, NearestAndTilesAgainstBruteForce) {
