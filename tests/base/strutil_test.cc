@@ -41,7 +41,6 @@ TEST(StrUtilTest, CEscapeStringNeedsRoomBeforeEachCharacterAndAtTheEnd) {
 }
 
 TEST(StrUtilTest, LeadingNumbers) {
-  EXPECT_EQ(12, ParseLeadingDec32Value("12abc", -1));
   EXPECT_EQ(-1, ParseLeadingDec32Value("abc", -1));
   EXPECT_EQ(-42, ParseLeadingDec32Value("  -42 rest", 0));
   EXPECT_EQ(8, ParseLeadingDec32Value("+08", 0)) << "base 10: a leading zero is not octal";

@@ -17,28 +17,17 @@ using vistara::testing::ScopedLogCapture;
 using vistara::testing::SeededRandom;
 using vistara::testing::ToHex;
 
-template <class F>
-std::string Encoded(F&& write) {
-  BinaryEncoder e;
-  write(e);
-  return ToHex(Buffer(e));
-}
-
 TEST(BinaryEncoderTest, WorkedExamplesAndCodeLengths) {
-  EXPECT_EQ(Encoded([](BinaryEncoder& e) { e.WriteVarUInt(5, 4); }), "0A");
-  EXPECT_EQ(Encoded([](BinaryEncoder& e) { e.WriteVarUInt(16, 4); }), "01 00");
-  EXPECT_EQ(Encoded([](BinaryEncoder& e) { e.WriteVarInt(-1, 4); }), "02");
   // The example of docs/binary-stream.md: header 53 45 03 00, VarUInt(300, 4), VarInt(-3, 1),
   // a 3-bit field 5, the string "hi" by VarString(k = 1).
-  EXPECT_EQ(Encoded([](BinaryEncoder& e) {
-              e.WriteBits(0x4553, 16);
-              e.WriteBits(3, 16);
-              e.WriteVarUInt(300, 4);
-              e.WriteVarInt(-3, 1);
-              e.WriteBits(5, 3);
-              e.WriteVarString("hi", 1);
-            }),
-            "53 45 03 00 E3 80 6E A0 A5 01");
+  BinaryEncoder example;
+  example.WriteBits(0x4553, 16);
+  example.WriteBits(3, 16);
+  example.WriteVarUInt(300, 4);
+  example.WriteVarInt(-3, 1);
+  example.WriteBits(5, 3);
+  example.WriteVarString("hi", 1);
+  EXPECT_EQ(ToHex(Buffer(example)), "53 45 03 00 E3 80 6E A0 A5 01");
 
   // Group boundaries: k = 4 takes 5, 10, 15, 20 bits; k = 1 takes 2, 4, 6, 8 bits; the widest
   // codes go past one 32-bit field. A pending partial byte counts in buffer_size().
@@ -60,7 +49,9 @@ TEST(BinaryEncoderTest, WorkedExamplesAndCodeLengths) {
 
   // A string too long for its length field is reported and written with the length cut.
   ScopedLogCapture capture;
-  EXPECT_EQ(Encoded([](BinaryEncoder& e) { e.WriteString("abc", 2); }), "87 89 8D 01");
+  BinaryEncoder cut;
+  cut.WriteString("abc", 2);
+  EXPECT_EQ(ToHex(Buffer(cut)), "87 89 8D 01");
   EXPECT_EQ(capture.texts(), std::vector<std::string>{"Check failed: str_size<max_size 3<3"});
 }
 
@@ -95,12 +86,6 @@ TEST(BinaryDecoderTest, FieldsAtTheEnd) {
   s = Buffer(e);
   d.Init(s);
   for (int v : {(1 << 30) - 1, -(1 << 30), -(1 << 30), -1, 0}) EXPECT_EQ(d.ReadVarInt(4), v);
-
-  ScopedLogCapture capture;
-  BinaryDecoder none;
-  EXPECT_EQ(none.ReadString(8), "");
-  EXPECT_EQ(none.ReadBits(8), 0u);
-  EXPECT_EQ(capture.texts(), std::vector<std::string>{"Check failed: decoder_.get()"});
 }
 
 // A run read in one call must leave everything as the same codes read one by one: values, the

@@ -1,8 +1,6 @@
 // Helpers of the stream tests: an encoder's bytes, the triangle of the golden streams, random
-// shapes, the shape a version-3 decode gives back, and a stream whose count the input can't hold.
-//
-// Decoded objects are compared by encoding them again: a decode that keeps everything the
-// encoder wrote gives the same bytes, and the goldens pin what the encoder writes.
+// shapes and the shape a version-3 decode gives back. Decoded objects are compared by encoding
+// them again: a decode that keeps all the encoder wrote gives the same bytes.
 #ifndef VISTARA_TESTS_DIORAMA_STREAM_TEST_UTIL_H_
 #define VISTARA_TESTS_DIORAMA_STREAM_TEST_UTIL_H_
 
@@ -75,10 +73,16 @@ std::string Buffer(const Encoder& encoder) {
   return bytes;
 }
 
-// The stream of `shape` by a new encoder of `version` (nothing on failure).
-inline std::string EncodeShape(int version, const geometry3d::Shape& shape) {
+// The stream of `shape` by a new encoder of `version` under the given settings; *ok (when
+// given) tells whether it encoded.
+inline std::string EncodeShape(int version, const geometry3d::Shape& shape, bool* ok = nullptr,
+                               int point_bits = 8, double point_unit = 1.0) {
   const std::unique_ptr<ShapeEncoder> encoder(ShapeEncoder::CreateEncoder(version));
-  return encoder->EncodeShape(shape) ? Buffer(*encoder) : "";
+  encoder->set_point_bits(point_bits);
+  encoder->set_point_unit(point_unit);
+  const bool encoded = encoder->EncodeShape(shape);
+  if (ok != nullptr) *ok = encoded;
+  return Buffer(*encoder);
 }
 
 // `source` as a version-3 decode gives it back: the pools cut to the used entries in order of
@@ -104,22 +108,6 @@ inline void Renumber(const geometry3d::Shape& source, const std::vector<int> (&o
       for (int& i : *MutableAttributeIndices(s, a)) i = i < 0 ? i : renumbered.at(i);
     }
   }
-}
-
-// A stream of what `head` writes, then `count` (by VarUInt(.., 4), or else in 32 bits), padded
-// to the byte, then `tail`. With the count 2^16, the count claims more than the rest could hold
-// at one bit each plus the slack of the count rule, and every decoder must read it as 0.
-template <class Head>
-std::string CountPastInput(Head&& head, bool var_count, const std::string& tail,
-                           int count = 1 << 16) {
-  BinaryEncoder e;
-  head(e);
-  if (var_count) {
-    e.WriteVarUInt(count, 4);
-  } else {
-    e.WriteBits(count, 32);
-  }
-  return Buffer(e) + tail;
 }
 
 }  // namespace loupe::test_streams

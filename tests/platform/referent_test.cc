@@ -8,18 +8,15 @@ namespace vistara {
 namespace {
 
 struct Tracked : Referent {
-  explicit Tracked(int* orphaned_count) : orphaned_count_(orphaned_count) {}
-  void orphaned() const override {
-    ++*orphaned_count_;
-    Referent::orphaned();
-  }
-  int* orphaned_count_;
+  explicit Tracked(int* deleted) : deleted_(deleted) {}
+  ~Tracked() override { ++*deleted_; }
+  int* deleted_;
 };
 
 TEST(RefPtrTest, CountsReachZeroExactlyOnce) {
-  int orphaned = 0;
+  int deleted = 0;
   {
-    RefPtr<Tracked> a(new Tracked(&orphaned));
+    RefPtr<Tracked> a(new Tracked(&deleted));
     RefPtr<Tracked> b = a;
     RefPtr<Tracked> c(std::move(b));
     EXPECT_FALSE(b);
@@ -30,7 +27,7 @@ TEST(RefPtrTest, CountsReachZeroExactlyOnce) {
     RefPtr<Referent> base = a;
     EXPECT_EQ(2, a->ref_count());
   }
-  EXPECT_EQ(1, orphaned);
+  EXPECT_EQ(1, deleted);
   int32_t top = INT32_MAX;
   EXPECT_EQ(INT32_MIN, AtomicAdd32(&top, 1)) << "wraps instead of overflowing";
 }
@@ -52,8 +49,7 @@ TEST(MemoryTest, ContainersAndObjectsGiveBackWhatTheyTake) {
   EXPECT_EQ(2, heap.live_blocks());
   delete p;
   doDelete(d, &heap);
-  EXPECT_EQ(0, heap.live_blocks());
-  EXPECT_EQ(0, heap.live_bytes());
+  EXPECT_EQ((std::pair<int64_t, int64_t>(0, 0)), std::pair(heap.live_blocks(), heap.live_bytes()));
 }
 
 }  // namespace

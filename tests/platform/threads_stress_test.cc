@@ -27,6 +27,7 @@ TEST(SpinLockStressTest, RecursiveLockUnderContention) {
           SpinLock::ScopedLock inner(&lock);  // the owner takes it again
           ++counter;
         }
+        // One unlock of two leaves it held.
         EXPECT_TRUE(lock.IsHeldByCurrentThread());
       }
     });
@@ -34,34 +35,18 @@ TEST(SpinLockStressTest, RecursiveLockUnderContention) {
   for (auto& t : threads) t.join();
   EXPECT_EQ(4 * 20000 * 2, counter);
   EXPECT_FALSE(lock.IsHeldByCurrentThread());
-
-  lock.Lock();
-  lock.Lock();
-  lock.Unlock();
-  bool other_got_it = true;
-  std::thread([&] { other_got_it = lock.TryLock(); }).join();
-  EXPECT_FALSE(other_got_it) << "one Unlock of two leaves the lock held";
-  lock.Unlock();
-  std::thread([&] {
-    other_got_it = lock.TryLock();
-    if (other_got_it) lock.Unlock();
-  }).join();
-  EXPECT_TRUE(other_got_it);
 }
 
 // A job that runs `fn`; `alive` counts the jobs not yet released.
-class FnJob : public WorkerThread::Job {
- public:
+struct FnJob : WorkerThread::Job {
   FnJob(WorkerThread* worker, std::atomic<int>* alive, std::function<void()> fn)
-      : Job("FnJob", worker), alive_(alive), fn_(std::move(fn)) {
-    ++*alive_;
+      : Job("FnJob", worker), alive(alive), fn(std::move(fn)) {
+    ++*alive;
   }
-  ~FnJob() override { --*alive_; }
-  void Run() override { fn_(); }
-
- private:
-  std::atomic<int>* alive_;
-  std::function<void()> fn_;
+  ~FnJob() override { --*alive; }
+  void Run() override { fn(); }
+  std::atomic<int>* alive;
+  std::function<void()> fn;
 };
 
 TEST(WorkerThreadStressTest, RunsJobsInOrderFromManyThreadsAndDropsTheRestOnShutdown) {
@@ -106,9 +91,7 @@ TEST(WorkerThreadStressTest, RunsJobsInOrderFromManyThreadsAndDropsTheRestOnShut
     }))->AddToQueue();
     while (!queued) std::this_thread::yield();
     barrier(&worker, &release);
-    ASSERT_EQ(602u, order.size());
-    EXPECT_EQ(0, order[600]);
-    EXPECT_EQ(1000, order[601]);
+    EXPECT_EQ(std::vector<int>(order.begin() + 600, order.end()), (std::vector<int>{0, 1000}));
   }
   EXPECT_EQ(0, alive.load()) << "every job released exactly once";
 
@@ -130,13 +113,10 @@ TEST(WorkerThreadStressTest, RunsJobsInOrderFromManyThreadsAndDropsTheRestOnShut
   EXPECT_LE(order.size(), 10u);
 }
 
-TEST(ReferentStressTest, ConcurrentReleaseOrphansOnce) {
+TEST(ReferentStressTest, ConcurrentReleaseDeletesOnce) {
   struct Counted : Referent {
     explicit Counted(std::atomic<int>* n) : n_(n) {}
-    void orphaned() const override {
-      ++*n_;
-      Referent::orphaned();
-    }
+    ~Counted() override { ++*n_; }
     std::atomic<int>* n_;
   };
   for (int round = 0; round < 200; ++round) {

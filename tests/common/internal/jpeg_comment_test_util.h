@@ -55,6 +55,18 @@ inline const std::vector<base::LogReport>& RegisterTestFamiliesOnce() {
   return reports;
 }
 
+inline unsigned DateKey(int year, int month, int day) {
+  unsigned key = 0;
+  loupe::JpegCommentDate::YearMonthDayKeyFromInts(year, month, day, &key);
+  return key;
+}
+
+inline std::string DateText(const loupe::JpegCommentDate& date) {
+  std::string text;
+  date.AppendToString(&text);
+  return text;
+}
+
 inline std::unique_ptr<TextMessage> NewTextMessage(const std::string& family, const std::string& body) {
   std::unique_ptr<TextMessage> m(loupe::JpegCommentCreateMessage<TextMessage>(family));
   if (m) m->set_body(body);

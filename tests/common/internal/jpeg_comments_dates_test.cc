@@ -12,21 +12,13 @@ using Dominant = loupe::JpegCommentMessageDominantTileAcquisitionDate;
 using Percentile = loupe::JpegCommentMessagePercentileTileAcquisitionDate;
 using DateMap = std::map<unsigned int, float>;
 
-unsigned Key(int y, int m, int d) {
-  unsigned key = 0;
-  JpegCommentDate::YearMonthDayKeyFromInts(y, m, d, &key);
-  return key;
-}
-
+// Takes the date a function returned.
 std::string Text(const JpegCommentDate* d) {
-  if (!d) return "null";
-  std::string s;
-  d->AppendToString(&s);
-  delete d;
-  return s;
+  std::unique_ptr<const JpegCommentDate> owned(d);
+  return d ? DateText(*d) : "null";
 }
 
-const unsigned kOld = Key(2006, 1, 1), kMid = Key(2007, 1, 1), kNew = Key(2008, 5, 17);
+const unsigned kOld = DateKey(2006, 1, 1), kMid = DateKey(2007, 1, 1), kNew = DateKey(2008, 5, 17);
 
 template <class Message>
 std::unique_ptr<Message> Finalized(float bound, const DateMap& dates) {
@@ -37,6 +29,7 @@ std::unique_ptr<Message> Finalized(float bound, const DateMap& dates) {
 }
 
 TEST(JpegCommentsDatesTest, FinalizeFillsOrScalesToFullCoverage) {
+  ScopedLogCapture capture;
   auto short_map = Finalized<Dominant>(0.5f, {{kOld, 0.5f}, {kMid, 0.25f}});
   EXPECT_EQ(short_map->dates_with_weights(), (DateMap{{0, 0.25f}, {kOld, 0.5f}, {kMid, 0.25f}}));
 
@@ -45,36 +38,26 @@ TEST(JpegCommentsDatesTest, FinalizeFillsOrScalesToFullCoverage) {
 
   auto empty = Finalized<Dominant>(0.5f, {});
   EXPECT_EQ(empty->dates_with_weights(), (DateMap{{0, 1.0f}}));
-  EXPECT_EQ(Text(empty->AggregatedDate()), "0000:00:00");
 
   // The iterator walks from the newest date back.
   std::unique_ptr<loupe::JpegCommentTileAcquisitionDatesIterator> it(short_map->CreateIterator());
   std::vector<unsigned> order;
   unsigned date;
-  float weight;
-  while (it->Previous(&date, &weight)) order.push_back(date);
+  while (it->Previous(&date, nullptr)) order.push_back(date);
   EXPECT_EQ(order, (std::vector<unsigned>{kMid, kOld, 0}));
 
-  ScopedLogCapture capture;
-  short_map->Finalize();
-  Dominant unfinished(0.5f);
-  delete unfinished.AggregatedDate();
-  delete unfinished.CreateIterator();
-  Dominant zero_bound(0.0f);
-  EXPECT_EQ(capture.texts(),
-            (std::vector<std::string>{"Check failed: !finalized_", "Check failed: finalized()",
-                                      "Check failed: finalized_", "Check failed: coverage_lower_bound>0.0 0>0"}));
+  EXPECT_EQ(capture.texts(), std::vector<std::string>{});
 }
 
 TEST(JpegCommentsDatesTest, DominantAndPercentileDates) {
+  ScopedLogCapture capture;
   // Equal shares: the older date wins at a bound of 0.5; at 0.6 neither is enough.
   const DateMap halves = {{kOld, 0.5f}, {kNew, 0.5f}};
   EXPECT_EQ(Text(Finalized<Dominant>(0.5f, halves)->AggregatedDate()), "2006:01:01");
   EXPECT_EQ(Text(Finalized<Dominant>(0.6f, halves)->AggregatedDate()), "0000:00:00");
   // The unknown share can dominate.
   EXPECT_EQ(Text(Finalized<Dominant>(0.1f, {{kNew, 0.3f}})->AggregatedDate()), "0000:00:00");
-  // A dominant message writes its date as its body.
-  EXPECT_EQ(Finalized<Dominant>(0.5f, {{kNew, 0.7f}})->BodyLengthInChars(), 10);
+  EXPECT_EQ(Finalized<Dominant>(0.5f, {{kNew, 0.7f}})->BodyLengthInChars(), 10);  // the date as its body
 
   auto p = Finalized<Percentile>(0.5f, {{kOld, 0.4f}, {kMid, 0.3f}, {kNew, 0.3f}});
   float coverage = 0;
@@ -84,20 +67,10 @@ TEST(JpegCommentsDatesTest, DominantAndPercentileDates) {
   EXPECT_FLOAT_EQ(coverage, 0.3f);
   EXPECT_EQ(Text(p->PercentileMostRecentDate(1.0f, &coverage)), "2006:01:01");
   EXPECT_FLOAT_EQ(coverage, 1.0f);
-  EXPECT_EQ(Text(p->AggregatedDate()), "2007:01:01");
   auto with_unknown = Finalized<Percentile>(0.5f, {{kNew, 0.5f}});
   EXPECT_EQ(Text(with_unknown->PercentileMostRecentDate(1.0f, nullptr)), "0000:00:00");
 
-  ScopedLogCapture capture;
-  delete p->PercentileMostRecentDate(1.5f, nullptr);
-  EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Check failed: coverage_lower_bound<=maximum_lower_bound 1.5<=1",
-                                                       "Check failed: coverage_lower_bound<=*coverage 1.5<=1"}));
-  capture.Clear();
-  EXPECT_EQ(loupe::SumMostRecentCoverage(halves, nullptr, 0.0f), 0.5f);  // reported, then stops at once
-  unsigned untouched = 7;
-  EXPECT_EQ(loupe::SumMostRecentCoverage({}, &untouched, 0.5f), 0.0f);
-  EXPECT_EQ(untouched, 7u);
-  EXPECT_EQ(capture.texts(), std::vector<std::string>{"Check failed: coverage_threshold>0.0 0>0"});
+  EXPECT_EQ(capture.texts(), std::vector<std::string>{});
 }
 
 TEST(JpegCommentsDatesTest, SectionsOutAndIn) {
@@ -106,18 +79,9 @@ TEST(JpegCommentsDatesTest, SectionsOutAndIn) {
   std::unique_ptr<loupe::JpegCommentOutputBuffer> out(
       loupe::JpegCommentTileAcquisitionDatesOut(new DateMap{{kNew, 0.7f}, {kOld, 0.3f}}));
   ASSERT_TRUE(out);
-  EXPECT_TRUE(out->finalized());
   // The worked example of docs/imagery-comments.md.
   EXPECT_EQ(ToHex(out->buffer()), "2A 23 4B 30 23 2A 30 2A 41 44 2A 32 30 30 38 3A 30 35 3A 31 37 2A 23 30 4B 23 2A");
   EXPECT_EQ(Text(loupe::JpegCommentAggregatedTileDateIn(("tile 12 " + out->buffer() + " end").c_str())), "2008:05:17");
-  // A bound of 0.6 and two halves: no dominant date, no buffer.
-  EXPECT_EQ(loupe::JpegCommentTileAcquisitionDatesOut(new DateMap{{kOld, 0.5f}, {kNew, 0.5f}}), nullptr);
-  // Weights above full coverage are scaled first: 1.2 of 2.0 is 0.6.
-  out.reset(loupe::JpegCommentTileAcquisitionDatesOut(new DateMap{{kOld, 0.8f}, {kNew, 1.2f}}));
-  ASSERT_TRUE(out);
-  EXPECT_EQ(out->buffer(), "*#K0#*0*AD*2008:05:17*#0K#*");
-
-  EXPECT_EQ(loupe::JpegCommentAggregatedTileDateIn("no section"), nullptr);
   EXPECT_EQ(loupe::JpegCommentAggregatedTileDateIn("*#K0#*0*TX*2008:05:17*#0K#*"), nullptr);
   // A year-only body reads back as that year.
   EXPECT_EQ(Text(loupe::JpegCommentAggregatedTileDateIn("*#K0#*0*AD*2008:00:00*#0K#*")), "2008:00:00");

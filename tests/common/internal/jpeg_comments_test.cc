@@ -32,20 +32,23 @@ Found Read(const std::string& comment) {
 
 using Bodies = std::map<std::string, std::string>;
 
+// "severity text" for each report.
+std::vector<std::string> Logged(const std::vector<base::LogReport>& reports) {
+  std::vector<std::string> out;
+  for (const auto& r : reports) out.push_back(std::to_string(r.severity) + " " + r.text);
+  return out;
+}
+
 TEST(JpegCommentsTest, RegistrationReportsEveryMisuse) {
-  const auto& reports = RegisterTestFamiliesOnce();
-  std::vector<std::pair<int, std::string>> got;
-  for (const auto& r : reports) got.emplace_back(r.severity, r.text);
-  const std::vector<std::pair<int, std::string>> want = {
-      {3, "Fatal attempt to register message family already in use."},
-      {3, "Fatal attempt to register invalid message family."},
-      {3, "Check failed: instance"},
-      {3, "Check failed: instance"},
-      {3, "Check failed: registration_closed_"},
-      {3, "Check failed: !registration_closed_"},
-      {3, "Check failed: !registration_closed_"},
-  };
-  EXPECT_EQ(got, want);
+  EXPECT_EQ(Logged(RegisterTestFamiliesOnce()), (std::vector<std::string>{
+                                                     "3 Fatal attempt to register message family already in use.",
+                                                     "3 Fatal attempt to register invalid message family.",
+                                                     "3 Check failed: instance",
+                                                     "3 Check failed: instance",
+                                                     "3 Check failed: registration_closed_",
+                                                     "3 Check failed: !registration_closed_",
+                                                     "3 Check failed: !registration_closed_",
+                                                 }));
   EXPECT_FALSE(loupe::JpegCommentMessageFactory::IsFamilyNameRegistered("TZ"));
 
   ScopedLogCapture capture;
@@ -57,7 +60,6 @@ TEST(JpegCommentsTest, RegistrationReportsEveryMisuse) {
 
 TEST(JpegCommentsTest, FramingMarkersAndGoldenSection) {
   RegisterTestFamiliesOnce();
-  // One message, family "TX", body "2008:05:17".
   JpegCommentOutputBuffer out;
   ASSERT_TRUE(out.AppendMessage(*NewTextMessage("TX", "2008:05:17")));
   out.Finalize();
@@ -73,14 +75,12 @@ TEST(JpegCommentsTest, FramingMarkersAndGoldenSection) {
 }
 
 TEST(JpegCommentsTest, FindMessagesWalksTokens) {
-  const Bodies one = {{"TX", "2008:05:17"}};
   struct Case {
     const char* comment;
     bool found;
     Bodies bodies;
   } cases[] = {
-      {"*#K0#*0*TX*2008:05:17*#0K#*", true, one},
-      {"made 2009 *#K0#*0*TX*2008:05:17*#0K#* by hand", true, one},
+      {"text *#K0#*0*TX*2008:05:17*#0K#*", true, {{"TX", "2008:05:17"}}},
       // Another version is skipped; the version-0 section behind it is found.
       {"*#K0#*1*TX*old*#0K#**#K0#*0*TY*new*#0K#*", true, {{"TY", "new"}}},
       // A version-1 token that is itself a start marker opens the section.
@@ -89,12 +89,10 @@ TEST(JpegCommentsTest, FindMessagesWalksTokens) {
       {"*#K0#*0*TX*#0K#*", false, {}},
       // A start marker in the place of a body opens a new section.
       {"*#K0#*0*TX*#K0#*0*TY*b*#0K#*", true, {{"TY", "b"}}},
-      // A non-identifier family abandons the section; the cursor stays on it.
-      {"*#K0#*0*TX*a*9x*b*#0K#*", false, {}},
+      // A non-identifier family abandons the section; the cursor stays on it, and here it opens one.
       {"*#K0#*0*TX*a*#K0#*0*TY*b*#0K#*", true, {{"TY", "b"}}},
       {"*#K0#*0*TX*2008:05:17", false, {}},
       {"*#K0#*0*TX", false, {}},
-      {"*#K0#*0", false, {}},
       {"*#K0#*0*#0K#*", false, {}},
       // Within one section the first body of a family stays, without a report.
       {"*#K0#*0*TX*a*TX*b*#0K#*", true, {{"TX", "a"}}},
@@ -110,7 +108,6 @@ TEST(JpegCommentsTest, FindMessagesWalksTokens) {
 
   // Across sections the first body stays, with one report for the duplicate.
   const Found dup = Read("*#K0#*0*TX*first*#0K#**#K0#*0*TX*second*TY*y*#0K#*");
-  EXPECT_TRUE(dup.found);
   EXPECT_EQ(dup.bodies, (Bodies{{"TX", "first"}, {"TY", "y"}}));
   EXPECT_EQ(dup.reports, std::vector<std::string>{"Discarding duplicated JPegCommentMessage."});
 
@@ -130,14 +127,11 @@ TEST(JpegCommentsTest, InputLengthLimit) {
 
   ScopedLogCapture capture;
   JpegCommentInputBuffer input("*#K0#*0*TX*a*#0K#*");
-  auto m = NewTextMessage("TX", "");
-  EXPECT_FALSE(input.GetMessage(m.get()));  // before FindMessages
   TextMessage orphan;
   ASSERT_TRUE(input.FindMessages());
   EXPECT_FALSE(input.GetMessage(&orphan));
   EXPECT_FALSE(input.GetMessage(nullptr));
-  EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Check failed: !message_map_.empty()",
-                                                       "Fatal unloading of message not created by message factory.",
+  EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Fatal unloading of message not created by message factory.",
                                                        "Check failed: message_to_fill"}));
 }
 
@@ -151,17 +145,11 @@ TEST(JpegCommentsTest, OutputBufferLimitsAndForbiddenBodies) {
   EXPECT_TRUE(small.AppendMessage(*NewTextMessage("TY", "ab")));
   small.Finalize();
   EXPECT_EQ(small.buffer().size(), 19u);
-  EXPECT_EQ(capture.texts(), std::vector<std::string>{"JpegCommentOutputBuffer capacity (20 bytes) exceeded."});
-  EXPECT_EQ(capture.reports()[0].severity, 2);
-  capture.Clear();
 
   JpegCommentOutputBuffer out;
   EXPECT_TRUE(out.AppendMessage(*NewTextMessage("TX", "a")));
   EXPECT_FALSE(out.AppendMessage(*NewTextMessage("TX", "b")));
   EXPECT_EQ(out.buffer(), "*#K0#*0*TX*a");
-  EXPECT_EQ(capture.texts(), std::vector<std::string>{"Fatal loading of multiple messages of same family."});
-  EXPECT_EQ(capture.reports()[0].severity, 2);
-  capture.Clear();
 
   // Forbidden bodies are reported as fatal, and written all the same.
   for (const char* body : {"#K0#", "#0K#", "a*b"}) {
@@ -174,16 +162,18 @@ TEST(JpegCommentsTest, OutputBufferLimitsAndForbiddenBodies) {
   o.Finalize();
   o.Finalize();
   JpegCommentOutputBuffer tiny(13);
-  EXPECT_EQ(capture.texts(), (std::vector<std::string>{
-                                 "Fatal loading of body = JpegCommentKestrelStart.",
-                                 "Fatal loading of body = JpegCommentKestrelEnd.",
-                                 "Fatal loading of body with JpegCommentKestrelSeparator.",
-                                 "Fatal loading of message not created by message factory.",
-                                 "Check failed: JpegCommentMessageFactory::IsFamilyNameRegistered(message.family())",
-                                 "Check failed: !finalized_",
-                                 "Check failed: buffer_.length() + JpegCommentKestrelTrailer().length()<max_size_ 13<13",
-                             }));
-  for (const auto& r : capture.reports()) EXPECT_EQ(r.severity, 3) << r.text;
+  EXPECT_EQ(Logged(capture.reports()),
+            (std::vector<std::string>{
+                "2 JpegCommentOutputBuffer capacity (20 bytes) exceeded.",
+                "2 Fatal loading of multiple messages of same family.",
+                "3 Fatal loading of body = JpegCommentKestrelStart.",
+                "3 Fatal loading of body = JpegCommentKestrelEnd.",
+                "3 Fatal loading of body with JpegCommentKestrelSeparator.",
+                "3 Fatal loading of message not created by message factory.",
+                "3 Check failed: JpegCommentMessageFactory::IsFamilyNameRegistered(message.family())",
+                "3 Check failed: !finalized_",
+                "3 Check failed: buffer_.length() + JpegCommentKestrelTrailer().length()<max_size_ 13<13",
+            }));
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 #include <QUrl>
 #include <condition_variable>
 #include <mutex>
-#include <set>
 #include <thread>
 #include <vector>
 
@@ -69,11 +68,9 @@ struct ScopedCurlBackend {
   Backend* previous;
 };
 
-TEST(FetcherTest, StatusNamesAreDistinctAndHttpCodesNamed) {
-  std::set<std::string> names;
-  for (int s : {0, 2, 3, 5, 6, 7, 8, 9, 10, 11}) names.insert(StatusName(s));
-  EXPECT_EQ(names.size(), 10u);
-  EXPECT_EQ(StatusName(kStatusCutShort) + "/" + StatusName(404) + "/" + StatusName(4), "reply cut short or too large/http 404/unknown 4");
+TEST(FetcherTest, StatusNamesNameHttpCodesAndUnknownOnes) {
+  EXPECT_EQ(StatusName(kStatusCutShort) + "/" + StatusName(404) + "/" + StatusName(4),
+            "reply cut short or too large/http 404/unknown 4");
 }
 
 TEST(CurlBackendTest, EveryServerFaultEndsInOneCallbackAndTheUrlCanBeAskedAgain) {
@@ -179,16 +176,15 @@ TEST(CurlBackendTest, RequestsGoOutAsTheParamsSay) {
   url.setQuery(QStringLiteral("q=x y&amp=%26"));
   FetchParams p;
   p.url = url.toString();
-  ASSERT_TRUE(p.url.contains(QLatin1Char(' ')));
   p.headers.push_back(QStringLiteral("X-Extra: yes"));
   p.user_agent = QStringLiteral("tester/1");
   p.accept_compressed = true;
   EXPECT_EQ(FetchBody(p), "GET|/a%20b/%C3%A9?q=x%20y&amp=%26|" + host + "|yes|tester/1|gzip|");
 
   // A fixed host reaches the loopback server with its own name in the Host header.
-  EXPECT_FALSE(SetConnectTo(QStringLiteral("panoramas.example:80")));
-  EXPECT_FALSE(SetConnectTo(QStringLiteral("panoramas.example:80:0")));
-  EXPECT_FALSE(SetConnectTo(QStringLiteral("panoramas.example:x:8080")));
+  for (const char* bad : {"panoramas.example:80", "panoramas.example:80:0", "panoramas.example:x:8080"}) {
+    EXPECT_FALSE(SetConnectTo(QString::fromLatin1(bad))) << bad;
+  }
   ASSERT_TRUE(SetConnectTo(QStringLiteral("elsewhere:1:2, panoramas.example:80:") + QString::number(server.port())));
   FetchParams post;
   post.url = QStringLiteral("http://panoramas.example/mlk?output=xml");
@@ -202,13 +198,11 @@ TEST(CurlBackendTest, RequestsGoOutAsTheParamsSay) {
 
   // Three requests spaced 0.25 s apart span 0.5 s between their starts; the server may see the
   // first one late, but not by half of that.
+  FetchParams s;
+  s.url = QString::fromStdString(server.Url("/spaced"));
+  s.seconds_between_requests = 0.25;
   std::vector<Calls> spaced(3);
-  for (Calls& c : spaced) {
-    FetchParams s;
-    s.url = QString::fromStdString(server.Url("/spaced"));
-    s.seconds_between_requests = 0.25;
-    Fetch(s, &c);
-  }
+  for (Calls& c : spaced) Fetch(s, &c);
   for (Calls& c : spaced) c.Wait();
   std::lock_guard<std::mutex> lock(mutex);
   ASSERT_EQ(arrivals.size(), 3u);

@@ -25,13 +25,11 @@ std::string Enc64(uint64_t v) {
 }
 
 TEST(VarintTest, GoldenBytesAndLengths) {
-  EXPECT_EQ(ToHex(Enc32(300)), "AC 02");
-  EXPECT_EQ(ToHex(Enc32(127)), "7F");
-  EXPECT_EQ(ToHex(Enc32(128)), "80 01");
-  EXPECT_EQ(ToHex(Enc64(uint64_t{1} << 35)), "80 80 80 80 80 01");
-  EXPECT_EQ(ToHex(Enc64((uint64_t{1} << 35) - 1)), "FF FF FF FF 7F");
-  EXPECT_EQ(ToHex(Enc64(~uint64_t{0})), "FF FF FF FF FF FF FF FF FF 01");
-  // Lengths: the table by significant bits, the threshold form and the encoders all agree.
+  // 127, 128, 300, 2^35 - 1, 2^35 and 2^64 - 1 in a row.
+  std::string golden;
+  for (uint64_t v : {127ull, 128ull, 300ull, 0x7FFFFFFFFull, 0x800000000ull, ~0ull}) golden += Enc64(v);
+  EXPECT_EQ(ToHex(golden), "7F 80 01 AC 02 FF FF FF FF 7F 80 80 80 80 80 01 FF FF FF FF FF FF FF FF FF 01");
+  // Lengths: the table by significant bits, the threshold form and both encoders all agree.
   for (int b = 0; b < 64; ++b) {
     for (uint64_t v : {uint64_t{1} << b, (uint64_t{1} << b) - 1, (uint64_t{1} << b) + 1}) {
       EXPECT_EQ(Varint::Length64(v), static_cast<int>(Enc64(v).size())) << v;
@@ -48,37 +46,23 @@ TEST(VarintTest, GoldenBytesAndLengths) {
 TEST(VarintTest, ParsersRoundTripForwardAndBackward) {
   SeededRandom rng;
   std::vector<uint64_t> values = {0, 1, 127, 128, 16383, 16384, 0xFFFFFFFF, ~uint64_t{0}};
-  for (int i = 0; i < 5000; ++i) {
-    const int bits = rng.Int(0, 64);
-    uint64_t v = (uint64_t{rng.engine()()} << 32) | rng.engine()();
-    values.push_back(bits == 64 ? v : v & ((uint64_t{1} << bits) - 1));
-  }
-  // One stream of all the values as 64-bit varints and one of their low halves as 32-bit ones.
+  for (int i = 0; i < 5000; ++i) values.push_back((uint64_t{rng.engine()()} << 32 | rng.engine()()) >> rng.Int(0, 63));
+  // One stream of all the values as 64-bit varints and one of their low halves as 32-bit ones. The
+  // other forward parsers are Decoder's slow paths, which its tests round-trip.
   std::string s64, s32;
   for (uint64_t v : values) {
     Varint::Append64(&s64, v);
     Varint::Append32(&s32, static_cast<uint32_t>(v));
   }
   const char* p = s64.data();
-  const char* q = s32.data();
   for (uint64_t v : values) {
     uint64_t got = 0;
-    const char* next = Varint::Parse64WithLimit(p, s64.data() + s64.size(), &got);
-    ASSERT_NE(next, nullptr);
+    p = Varint::Parse64WithLimit(p, s64.data() + s64.size(), &got);
+    ASSERT_NE(p, nullptr);
     EXPECT_EQ(got, v);
-    if (s64.data() + s64.size() - p >= Varint::kMax64) {
-      EXPECT_EQ(Varint::Parse64Fallback(p, &got), next);
-    }
-    p = next;
-    uint32_t got32 = 0;
-    next = Varint::Parse32WithLimit(q, s32.data() + s32.size(), &got32);
-    ASSERT_NE(next, nullptr);
-    EXPECT_EQ(got32, static_cast<uint32_t>(v));
-    q = next;
   }
-  // Backward: from the end to the start.
-  p = s64.data() + s64.size();
-  q = s32.data() + s32.size();
+  // Backward, from the end where the forward pass stopped to the start.
+  const char* q = s32.data() + s32.size();
   for (size_t i = values.size(); i-- > 0;) {
     uint64_t got = 0;
     const char* start = Varint::Parse64BackwardSlow(p, s64.data(), &got);
@@ -134,8 +118,8 @@ TEST(VarintTest, TwoValues) {
   Varint::EncodeTwo32Values(&s, 0x12, 0x34);
   EXPECT_EQ(ToHex(s), "C2 62");
   SeededRandom rng;
-  std::vector<std::pair<uint32_t, uint32_t>> pairs = {{0, 0}, {0xFFFFFFFF, 0}, {0, 0xFFFFFFFF},
-                                                      {0xFFFFFFFF, 0xFFFFFFFF}, {7, 8}};
+  std::vector<std::pair<uint32_t, uint32_t>> pairs = {
+      {0, 0}, {0xFFFFFFFF, 0}, {0, 0xFFFFFFFF}, {0xFFFFFFFF, 0xFFFFFFFF}};
   const auto random = [&rng] { return static_cast<uint32_t>(rng.engine()() >> rng.Int(0, 31)); };
   for (int i = 0; i < 1000; ++i) pairs.push_back({random(), random()});
   for (auto [a, b] : pairs) {
@@ -144,8 +128,7 @@ TEST(VarintTest, TwoValues) {
     s.append(Varint::kMax64, '\0');  // the fallback parser needs ten readable bytes
     uint32_t ga = 1, gb = 1;
     EXPECT_NE(Varint::DecodeTwo32ValuesSlow(s.data(), &ga, &gb), nullptr);
-    EXPECT_EQ(ga, a);
-    EXPECT_EQ(gb, b);
+    EXPECT_EQ(std::make_pair(ga, gb), std::make_pair(a, b));
   }
 }
 

@@ -31,13 +31,12 @@ PolygonZ* AddUnitSquare(BuildingZ* building) {
   return p;
 }
 
-// A regular polygon of n corners and radius r round (cx, cy), counter-clockwise unless cw.
-std::vector<Vector2<double>> Regular(int n, double r, double cx = 0, double cy = 0,
-                                     bool cw = false) {
+// A regular polygon of n corners and radius r round the origin, counter-clockwise unless cw.
+std::vector<Vector2<double>> Regular(int n, double r, bool cw = false) {
   std::vector<Vector2<double>> out;
   for (int i = 0; i < n; ++i) {
     const double a = (cw ? -1 : 1) * 2 * M_PI * i / n;
-    out.push_back({cx + r * std::cos(a), cy + r * std::sin(a)});
+    out.push_back({r * std::cos(a), r * std::sin(a)});
   }
   return out;
 }
@@ -63,23 +62,18 @@ TEST(BuildingZShapeTest, UnitSquareWithDefaults) {
                                  {0, 0, 1}, {0, -1, 0}, {1, 0, 0}, {0, 1, 0}, {-1, 0, 0}}));
   ASSERT_EQ(shape.materials().size(), 2u);
 
+  // Roof, then each wall: top i, bottom i, bottom i + 1, top i, bottom i + 1, top i + 1.
   ASSERT_EQ(shape.index_sets().size(), 2u);
   const IndexSet& faces = *shape.index_sets()[0];
-  EXPECT_EQ(faces.format(), IndexSet::kTriangles);
   EXPECT_EQ(faces.material_index(), 0);
-  ASSERT_EQ(faces.point_indices().size(), 30u);
-  ASSERT_EQ(faces.normal_indices().size(), 30u);
-  EXPECT_TRUE(faces.tex_coord_indices().empty());
-  // Roof, then the first wall: top 0, bottom 0, bottom 1, top 0, bottom 1, top 1.
-  EXPECT_EQ(std::vector<int>(faces.point_indices().begin(), faces.point_indices().begin() + 12),
-            (std::vector<int>{0, 1, 2, 0, 2, 3, 0, 4, 5, 0, 5, 1}));
-  EXPECT_EQ(std::vector<int>(faces.normal_indices().begin() + 6, faces.normal_indices().end()),
-            (std::vector<int>{1, 1, 1, 1, 1, 1, 2, 2, 2, 2, 2, 2, 3, 3, 3, 3, 3, 3,
-                              4, 4, 4, 4, 4, 4}));
+  EXPECT_EQ(faces.point_indices(), (std::vector<int>{0, 1, 2, 0, 2, 3, 0, 4, 5, 0, 5, 1, 1, 5, 6,
+                                                     1, 6, 2, 2, 6, 7, 2, 7, 3, 3, 7, 4, 3, 4, 0}));
+  EXPECT_EQ(faces.normal_indices(),
+            (std::vector<int>{0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 2, 2, 2,
+                              2, 2, 2, 3, 3, 3, 3, 3, 3, 4, 4, 4, 4, 4, 4}));
   const IndexSet& lines = *shape.index_sets()[1];
   EXPECT_EQ(lines.format(), IndexSet::kLines);
   EXPECT_EQ(lines.material_index(), 1);
-  EXPECT_TRUE(lines.normal_indices().empty());
   ASSERT_EQ(lines.point_indices().size(), 24u);
   EXPECT_EQ(std::vector<int>(lines.point_indices().begin(), lines.point_indices().begin() + 6),
             (std::vector<int>{0, 1, 4, 5, 0, 4}));
@@ -108,7 +102,7 @@ TEST(BuildingZShapeTest, SmoothRunsAndCreases) {
   BuildingZ holed;
   p = holed.AddNewPolygon();
   AddContour(p, Regular(6, 10));
-  AddContour(p, Regular(4, 2, 0, 0, true));
+  AddContour(p, Regular(4, 2, true));
   *p->mutable_triangle_indices() = Fan(6);
   Shape two;
   ASSERT_TRUE(BuildingZShape::CreateShape(holed, nullptr, nullptr, -1.0, false, -2.0f, &two));
@@ -166,10 +160,18 @@ TEST(BuildingZShapeTest, ErrorsAndSkippedPolygons) {
   EXPECT_EQ(capture.reports()[0].severity, 2);
   EXPECT_EQ(partial.points().size(), 8u);
   EXPECT_EQ(partial.index_sets().size(), 2u);
+  // Copies compare equal until a coordinate differs; a removal shifts the rest down.
+  BuildingZ copy;
+  copy.CopyFrom(building);
+  EXPECT_TRUE(copy.IsEqual(building));
+  (*copy.polygons()[5]->mutable_points())[0].y = 1e-9;
+  EXPECT_FALSE(copy.IsEqual(building));
+  copy.RemovePolygon(0);
+  EXPECT_EQ(copy.polygons()[0]->points().size(), 2u);
+  EXPECT_THROW(copy.RemovePolygon(5), std::out_of_range);
 
   // Contour sizes that add up to fewer points than there are, or to more.
-  for (const std::vector<int>& sizes : {std::vector<int>{3}, std::vector<int>{2, 3},
-                                        std::vector<int>{0, 4}, std::vector<int>{-1, 5}}) {
+  for (const std::vector<int>& sizes : {std::vector<int>{3}, {2, 3}, {0, 4}, {-1, 5}}) {
     capture.Clear();
     BuildingZ bad;
     *AddUnitSquare(&bad)->mutable_contour_sizes() = sizes;
@@ -178,20 +180,6 @@ TEST(BuildingZShapeTest, ErrorsAndSkippedPolygons) {
     EXPECT_EQ(capture.texts(), std::vector<std::string>{"PolygonZ contour size mismatch"});
     EXPECT_EQ(s.points().size(), 8u);  // the current polygon's points stay
   }
-}
-
-TEST(BuildingZShapeTest, BuildingOwnsAndCopiesPolygons) {
-  BuildingZ a;
-  AddUnitSquare(&a);
-  AddUnitSquare(&a)->set_z(5);
-  BuildingZ b;
-  b.CopyFrom(a);
-  EXPECT_TRUE(b.IsEqual(a));
-  (*b.polygons()[1]->mutable_points())[0].y = 1e-9;
-  EXPECT_FALSE(b.IsEqual(a));
-  b.RemovePolygon(0);
-  EXPECT_EQ(b.polygons()[0]->z(), 5);
-  EXPECT_THROW(b.RemovePolygon(1), std::out_of_range);
 }
 
 }  // namespace
