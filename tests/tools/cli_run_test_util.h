@@ -22,10 +22,7 @@ struct Outcome {
 inline Outcome Cli(const std::vector<std::string>& args, const std::string& input = "") {
   std::istringstream in(input);
   std::ostringstream out, err;
-  Outcome o;
-  o.status = cli::Main(args, in, out, err);
-  o.out = out.str();
-  o.err = err.str();
+  Outcome o{cli::Main(args, in, out, err), out.str(), err.str(), {}};
   Json::Reader().parse(o.out, o.json);
   return o;
 }
