@@ -73,9 +73,7 @@ TEST(GeoTest, FlatHeadingAndCartesianAxesMatchGeographicLib) {
     const Vec2<double> to(from.x + rng.Double(-50, 50) * m, from.y + rng.Double(-50, 50) * m);
     double s12, azi1, azi2;
     sphere.Inverse(from.y * 180, from.x * 180, to.y * 180, to.x * 180, s12, azi1, azi2);
-    double diff = ComputeFlatMapCompassHeading(from, to) - azi1;
-    diff -= 360 * std::round(diff / 360);
-    ASSERT_NEAR(diff, 0, 1e-3) << from.x << "," << from.y;
+    ASSERT_NEAR(0, std::remainder(ComputeFlatMapCompassHeading(from, to) - azi1, 360), 1e-3) << from.x << "," << from.y;
 
     const Vec3<double> p(rng.Double(-1, 1), rng.Double(-0.499, 0.499), rng.Double(-1e-3, 1e-3));
     double ex, ey, ez;
@@ -84,7 +82,6 @@ TEST(GeoTest, FlatHeadingAndCartesianAxesMatchGeographicLib) {
     ASSERT_NEAR(0, (c - Vec3<double>(-ey, ez, -ex)).Length(), 1e-12);
     ASSERT_NEAR(0, (back - p).Length(), 1e-12);
   }
-  EXPECT_EQ(180, ComputeFlatMapCompassHeading({0.1, 0.2}, {0.1, 0.1}));
   EXPECT_DOUBLE_EQ(45, ComputeFlatMapCompassHeading({0.1, 0.5}, {0.2, 0.6})) << "no cos(latitude)";
   EXPECT_LE(std::fabs(CartesianToMap(MapToCartesian(Vec3<double>(1, 0, 0))).x), 1.0) << "the antimeridian";
 }

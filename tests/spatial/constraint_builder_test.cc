@@ -11,16 +11,6 @@
 namespace vistara::spatial {
 namespace {
 
-// A builder on the first link of `id`, the viewer at `view`.
-ConstraintBuilder Watch(const PanoGraph& graph, const QString& id, const Vec2<double>& view) {
-  mmvector<PanoGraph::link> links;
-  graph.GetLinks(id, &links);
-  ConstraintBuilder builder(&graph);
-  builder.set_view(view);
-  builder.SetLink(links.at(0));
-  return builder;
-}
-
 // The nearest point of the link found the textbook way (the foot's parameter, clamped), with views
 // before, along and beyond it: the collision point must be where the stretched corridor's edge
 // faces the viewer, the depth the viewer's distance inside it, for any scale and offset. A link of
@@ -35,7 +25,11 @@ TEST(ConstraintBuilderTest, RandomLinksAndViewsAgainstTheTextbookProjection) {
     testing::AddRecord(&graph, "a", a.x, a.y, {"b"}, wa);
     testing::AddRecord(&graph, "b", b.x, b.y, {}, wb);
     const Vec2<double> view = a + Vec2<double>(rng.Double(-2e-4, 2e-4), rng.Double(-2e-4, 2e-4));
-    const ConstraintBuilder builder = Watch(graph, "a", view);
+    mmvector<PanoGraph::link> links;
+    graph.GetLinks("a", &links);
+    ConstraintBuilder builder(&graph);
+    builder.set_view(view);
+    builder.SetLink(links.at(0));
     const double scale = rng.Double(0.5, 2), offset = rng.Double(-1e-6, 1e-6);
     if (a == b) {
       ASSERT_EQ(a, builder.closest_point());

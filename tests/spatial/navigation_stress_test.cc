@@ -1,6 +1,5 @@
-// The navigation classes read the graph while a writer (as the fetch worker) fills it; run under
-// TSan too. West Oakland's panoramas arrive in random order while a viewer walks on one thread and
-// routes are planned on another.
+// West Oakland's panoramas arrive in random order (as from the fetch worker) while a viewer walks
+// on one thread and routes are planned on another; run under TSan too.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,8 +9,8 @@
 #include <vector>
 
 #include "spatial/multi_constraint_builder.h"
-#include "spatial/navigation_test_util.h"
 #include "spatial/path_planner.h"
+#include "tools/street_panoramas_test_util.h"
 
 namespace vistara::spatial {
 namespace {
@@ -20,12 +19,13 @@ TEST(NavigationStressTest, ViewerAndPlannerWhileTheGraphGrows) {
   const auto panoramas = testing::WestOaklandPanoramas();
   std::vector<RefPtr<PanoramaData>> records;
   std::vector<QString> ids;  // made before the threads start, so that the records are only the graph's
+  std::vector<Vec3<double>> at;
   for (size_t i = 0; i < panoramas->size(); ++i) {
     records.push_back(panoramas->Record(i));
     ids.push_back(records.back()->id);
+    at.push_back(records.back()->position);
   }
   std::shuffle(records.begin(), records.end(), std::mt19937(11));
-  auto position = [&](std::mt19937& r) { return testing::WestOaklandPosition(r() % ids.size()); };
 
   PanoGraph graph;
   std::atomic<bool> done{false};
@@ -58,7 +58,7 @@ TEST(NavigationStressTest, ViewerAndPlannerWhileTheGraphGrows) {
     PathPlanner::Path path;
     Vec3<double> turn_point;
     while (!done || routes < 200) {
-      if (planner.FindPath(position(r), position(r), 50, false, &path)) {
+      if (planner.FindPath(at[r() % at.size()], at[r() % at.size()], 50, false, &path)) {
         for (int i = 0; i < static_cast<int>(path.size()); ++i) planner.IsIntersection(path, i, &turn_point);
       }
       ++routes;

@@ -1,5 +1,4 @@
-// Graphs for the navigation tests: records placed by hand, and West Oakland's streets as the graph
-// of a viewer who has fetched them all.
+// Panorama records placed by hand, for the navigation tests.
 #ifndef VISTARA_TESTS_SPATIAL_NAVIGATION_TEST_UTIL_H_
 #define VISTARA_TESTS_SPATIAL_NAVIGATION_TEST_UTIL_H_
 
@@ -8,7 +7,6 @@
 
 #include "spatial/pano_graph.h"
 #include "spatial/panorama_data.h"
-#include "tools/street_panoramas_test_util.h"
 
 namespace vistara::testing {
 
@@ -22,22 +20,6 @@ inline void AddRecord(spatial::PanoGraph* graph, const QString& id, double x, do
   if (width >= 0) d->corridor_width = width;
   for (const QString& l : links) d->connected_panos.push_back(spatial::ConnectedPano{l});
   graph->AddPano(id, d.get());
-}
-
-// Every West Oakland panorama (every 10 m along the streets) in the graph, in index order.
-inline void AddWestOakland(spatial::PanoGraph* graph) {
-  const auto panoramas = WestOaklandPanoramas();
-  ASSERT_TRUE(panoramas);
-  for (size_t i = 0; i < panoramas->size(); ++i) {
-    const RefPtr<spatial::PanoramaData> record = panoramas->Record(i);
-    graph->AddPano(record->id, record.get());
-  }
-}
-
-// The map position of West Oakland panorama i.
-inline Vec3<double> WestOaklandPosition(size_t i) {
-  const auto& p = WestOaklandPanoramas()->panorama(i);
-  return Vec3<double>(p.lon / 180, p.lat / 180, 0);
 }
 
 }  // namespace vistara::testing

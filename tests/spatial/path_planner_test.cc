@@ -15,6 +15,7 @@
 #include "platform/units.h"
 #include "spatial/navigation_test_util.h"
 #include "test_util.h"
+#include "tools/street_panoramas_test_util.h"
 
 namespace vistara::spatial {
 namespace {
@@ -26,10 +27,9 @@ double Chord(const Vec3<double>& p, const Vec3<double>& to) {
   return (MapToCartesian(p).GetNormalized() - MapToCartesian(Vec3<double>(to.x, to.y, 0))).Length();
 }
 
-// The graph's links among `ids` (all its vertices), through the start's scene only if asked, copied
-// into a Boost graph whose breadth-first search is the shadow: the route runs from the panorama
-// nearest `from` to one nearest `to` by chord among those within max_links - 1 links, if that one
-// is within 100 m, by links, as few as the search's distance. Returns the route.
+// The shadow: the graph's links among `ids` (all its vertices; in the start's scene only if asked) in
+// a Boost graph. The route runs from the panorama nearest `from` to the one nearest `to` by chord of
+// those within max_links - 1 links, if within 100 m, by as few links as breadth-first search finds.
 PathPlanner::Path FindPathAgainstBoost(const PanoGraph& graph, const std::vector<QString>& ids,
                                        const Vec3<double>& from, const Vec3<double>& to, int max_links,
                                        bool same_scene_only) {
@@ -86,10 +86,8 @@ TEST(PathPlannerTest, RandomGraphsAgainstBoostBreadthFirstSearch) {
     for (int i = 0; i < 300; ++i) {
       at.emplace_back(0.3 + rng.Double(0, 600) * kMetre, 0.2 + rng.Double(0, 600) * kMetre, 0);
       ids.push_back(QString::number(i));
-    }
-    for (int i = 0; i < 300; ++i) {
       std::vector<QString> links;
-      for (int k = rng.Int(0, 3); k > 0; --k) links.push_back(ids[static_cast<size_t>((i + rng.Int(1, 299)) % 300)]);
+      for (int k = rng.Int(0, 3); k > 0; --k) links.push_back(QString::number((i + rng.Int(1, 299)) % 300));
       if (i % 29 != 0) testing::AddRecord(&graph, ids[i], at[i].x, at[i].y, links, -1, rng.Int(0, 9) == 0 ? 1 : 0);
     }
     for (int q = 0; q < 30; ++q) {
@@ -101,17 +99,17 @@ TEST(PathPlannerTest, RandomGraphsAgainstBoostBreadthFirstSearch) {
   }
 }
 
-// Routes between West Oakland's street corners against the shadow. They turn by more than 75
-// degrees (by the bearings, up to a degree's doubt) exactly where IsIntersection says, only at
-// intersections, and the turn point stands 5 m from the panorama.
+// Routes between West Oakland's corners against the shadow. They turn by over 75 degrees (by the
+// bearings, up to a degree's doubt) where IsIntersection says, at intersections, 5 m from the panorama.
 TEST(PathPlannerTest, WestOaklandRoutesBetweenCorners) {
   PanoGraph graph;
-  testing::AddWestOakland(&graph);
   const auto panoramas = testing::WestOaklandPanoramas();
   std::vector<QString> ids;
   std::vector<size_t> corners;
   for (size_t i = 0; i < panoramas->size(); ++i) {
-    ids.push_back(QString::fromStdString(panoramas->panorama(i).id));
+    const RefPtr<PanoramaData> record = panoramas->Record(i);
+    graph.AddPano(record->id, record.get());
+    ids.push_back(record->id);
     if (panoramas->panorama(i).links.size() >= 3) corners.push_back(i);
   }
   const PathPlanner planner(&graph);
@@ -122,8 +120,8 @@ TEST(PathPlannerTest, WestOaklandRoutesBetweenCorners) {
     const size_t b = corners[static_cast<size_t>(rng.Int(0, static_cast<int>(corners.size()) - 1))];
     // The largest max_links also shows that the search ends with the graph, not at the depth.
     const int max_links = q % 4 == 0 ? rng.Int(1, 30) : std::numeric_limits<int>::max();
-    const PathPlanner::Path path = FindPathAgainstBoost(graph, ids, testing::WestOaklandPosition(a),
-                                                        testing::WestOaklandPosition(b), max_links, q % 2 == 1);
+    const PathPlanner::Path path = FindPathAgainstBoost(graph, ids, panoramas->Record(a)->position,
+                                                        panoramas->Record(b)->position, max_links, q % 2 == 1);
     for (int i = 1; i + 1 < static_cast<int>(path.size()); ++i) {
       Vec3<double> p[3];
       for (int k = 0; k < 3; ++k) p[k] = graph.GetPanoramaData(path[static_cast<size_t>(i - 1 + k)])->position;
