@@ -11,10 +11,9 @@
 namespace vistara::spatial {
 namespace {
 
-// The nearest point of the link found the textbook way (the foot's parameter, clamped), with views
-// before, along and beyond it: the collision point must be where the stretched corridor's edge
-// faces the viewer, the depth the viewer's distance inside it, for any scale and offset. A link of
-// length 0 has no direction: the start is nearest and the depth is no number, which never wins.
+// The nearest point of the link the textbook way (the foot's parameter, clamped), views before, along
+// and beyond it: the collision point is where the stretched corridor's edge faces the viewer, the depth
+// the viewer's distance inside it. A link of length 0 has no direction: its depth is no number.
 TEST(ConstraintBuilderTest, RandomLinksAndViewsAgainstTheTextbookProjection) {
   testing::SeededRandom rng;
   for (int i = 0; i < 500; ++i) {

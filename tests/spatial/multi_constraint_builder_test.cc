@@ -23,11 +23,10 @@ double SegmentDistance(const Vec2<double>& p, const Vec2<double>& a, const Vec2<
   return (p - (a + (b - a) * t)).Length();
 }
 
-// Corners from a right angle to 170 degrees, the widest with a fillet, and one just beyond, against
-// the area drawn by hand: the corridors and, within t = 2r of the corner in the sector, all but the
-// disc tangent to both corridors' edges, on the bisector t / cos(half) away, of radius t tan(half) - r
-// (at a right angle, radius r, 2r from both links). On the first view the fillet would still win
-// at 170.01 degrees.
+// Corners from a right angle to 170 degrees (the widest with a fillet) and one just beyond, against the
+// area drawn by hand: the corridors and, within t = 2r of the corner in the sector, all but the disc
+// tangent to both corridors' edges, on the bisector t / cos(half) away, of radius t tan(half) - r. On
+// the first view the fillet would still win at 170.01 degrees.
 TEST(MultiConstraintBuilderTest, FilletsAgainstTheDrawnArea) {
   const double r = 12 * Units::s_inv_planet_radius;
   testing::SeededRandom rng;
@@ -63,8 +62,7 @@ TEST(MultiConstraintBuilderTest, FilletsAgainstTheDrawnArea) {
 }
 
 // The correction on a link due north, worked out by hand in degrees: the difference to the nearer
-// direction, clamped to the smooth step between the two rates. The rows set both pairs of settings;
-// walk.cases has more with the defaults.
+// direction, clamped to the smooth step between the rates, under settings walk.cases can't change.
 TEST(MultiConstraintBuilderTest, HeadingRestoreSmoothStep) {
   PanoGraph graph;
   AddRecord(&graph, "a", 0, 0, {"b"}, 1.0);

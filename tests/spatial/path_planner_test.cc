@@ -63,10 +63,8 @@ PathPlanner::Path FindPathAgainstBoost(const PanoGraph& graph, const std::vector
   PathPlanner::Path path{"stale"};
   const bool found = PathPlanner(&graph).FindPath(from, to, max_links, same_scene_only, &path);
   EXPECT_EQ(best <= 100 * Units::s_inv_planet_radius, found);
-  if (!found) {
-    EXPECT_TRUE(path.empty());
-    return path;
-  }
+  EXPECT_EQ(found, !path.empty());
+  if (!found) return path;
   EXPECT_EQ(start, path.front());
   EXPECT_EQ(best, Chord(graph.GetPanoramaData(path.back())->position, to)) << "the nearest reached";
   EXPECT_EQ(static_cast<size_t>(dist[index.at(path.back())]) + 1, path.size()) << "the fewest links";

@@ -97,8 +97,7 @@ TEST(RouteCommandTest, RoutesBetweenCornersFollowTheStreetsAndWalksStayInTheirCo
   ASSERT_GE(route.json["turns"].size(), 1u);
   for (const Json::Value& t : route.json["turns"]) EXPECT_TRUE(Intersection(*set, path[t["index"].asInt()])) << t;
 
-  // Down the route's first street between its ends (the corners, where the cross street's corridor
-  // may win), 2 m to the side.
+  // Down the first street, short of its corners (where the cross street's corridor may win), 2 m aside.
   size_t leg = 1;  // the corner
   while (leg + 1 < path.size() && set->panorama(path[leg]).street == set->panorama(path[0]).street) ++leg;
   ASSERT_GE(leg, 4u);
