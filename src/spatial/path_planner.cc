@@ -68,7 +68,7 @@ bool PathPlanner::IsIntersection(const Path& path, int index, Vec3<double>* turn
   const PanoramaData* previous = graph_->GetPanoramaData(path[i - 1]);
   const PanoramaData* current = graph_->GetPanoramaData(path[i]);
   const PanoramaData* next = graph_->GetPanoramaData(path[i + 1]);
-  // A path from FindPath holds only panoramas with records; a caller's own path may not.
+  // A path may pass through a panorama known only as a link, whose record has not arrived.
   if (!previous || !current || !next) return false;
   const Vec3<double> p = MapToCartesian(previous->position);
   const Vec3<double> c = MapToCartesian(current->position);

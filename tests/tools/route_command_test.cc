@@ -97,7 +97,8 @@ TEST(RouteCommandTest, RoutesBetweenCornersFollowTheStreetsAndWalksStayInTheirCo
   ASSERT_GE(route.json["turns"].size(), 1u);
   for (const Json::Value& t : route.json["turns"]) EXPECT_TRUE(Intersection(*set, path[t["index"].asInt()])) << t;
 
-  // Down the first street, short of its corners (where the cross street's corridor may win), 2 m aside.
+  // Down the first street, short of its corners (where the cross street's corridor may win), 2 m aside,
+  // the heading drifting up to 25 degrees either way from the street's.
   size_t leg = 1;  // the corner
   while (leg + 1 < path.size() && set->panorama(path[leg]).street == set->panorama(path[0]).street) ++leg;
   ASSERT_GE(leg, 4u);
@@ -105,14 +106,17 @@ TEST(RouteCommandTest, RoutesBetweenCornersFollowTheStreetsAndWalksStayInTheirCo
   const double side = 2 / StreetPanoramas::kPlanetRadius / kDeg;  // degrees
   std::ostringstream steps;
   steps.precision(12);
+  std::vector<double> drifts;
   for (size_t i = 1; i + 2 < leg; ++i) {
     const auto& p = set->panorama(path[i]);
     const auto& q = set->panorama(path[i + 1]);
     const double heading = std::atan2((q.lon - p.lon) * std::cos(p.lat * kDeg), q.lat - p.lat) / kDeg;
     const double right = (heading + 90) * kDeg;
     for (double f = 0; f < 1; f += 0.25) {
+      drifts.push_back(25 * std::sin(0.7 * static_cast<double>(drifts.size())));
       steps << p.lat + f * (q.lat - p.lat) + side * std::cos(right) << ' '
-            << p.lon + f * (q.lon - p.lon) + side * std::sin(right) / std::cos(p.lat * kDeg) << ' ' << heading << '\n';
+            << p.lon + f * (q.lon - p.lon) + side * std::sin(right) / std::cos(p.lat * kDeg) << ' '
+            << heading + drifts.back() << '\n';
     }
   }
   const std::string walked = dir / "walk.svg";
@@ -125,6 +129,8 @@ TEST(RouteCommandTest, RoutesBetweenCornersFollowTheStreetsAndWalksStayInTheirCo
     Json::Value s;
     ASSERT_TRUE(Json::Reader().parse(text, s)) << text;
     EXPECT_GT(s["depth"].asDouble(), 0) << text;
+    // The correction turns the heading back towards the street.
+    EXPECT_TRUE(std::fabs(drifts.at(step)) < 1 || s["correction"].asDouble() * drifts[step] < 0) << text;
     // It steps to the route's panoramas in order, never back.
     if (!s["step_to"].isNull()) {
       ASSERT_LT(next, path.size());
