@@ -1,4 +1,4 @@
-// Helpers shared by the tests: capturing reports, reading test data, damaging byte strings,
+// Helpers shared by the tests: capturing reports, hex, damaging byte strings, seeded randomness,
 // files and commands in a scratch folder.
 #ifndef VISTARA_TESTS_TEST_UTIL_H_
 #define VISTARA_TESTS_TEST_UTIL_H_
@@ -53,21 +53,15 @@ class ScopedLogCapture : public base::LogSink {
   std::vector<base::LogReport> reports_;
 };
 
-// The bytes of a file below tests/data/.
-inline std::string ReadTestData(const std::string& name) {
-  std::ifstream in(std::string(VISTARA_TEST_DATA_DIR) + "/" + name, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
-
 // "53 45 01" (blanks and line breaks ignored) -> bytes.
 inline std::string FromHex(const std::string& hex) {
   std::string out, digits;
   for (char c : hex) {
     if (std::isxdigit(static_cast<unsigned char>(c))) digits.push_back(c);
   }
-  for (size_t i = 0; i + 1 < digits.size(); i += 2) out.push_back(static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16)));
+  for (size_t i = 0; i + 1 < digits.size(); i += 2) {
+    out.push_back(static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16)));
+  }
   return out;
 }
 
@@ -87,10 +81,6 @@ inline std::string FlipByte(std::string s, size_t at, uint8_t mask = 0xFF) {
   if (at < s.size()) s[at] = static_cast<char>(s[at] ^ mask);
   return s;
 }
-inline std::string Truncate(std::string s, size_t size) {
-  if (size < s.size()) s.resize(size);
-  return s;
-}
 inline std::string SetBytes(std::string s, size_t at, const std::string& bytes) {
   if (at + bytes.size() > s.size()) s.resize(at + bytes.size());
   s.replace(at, bytes.size(), bytes);
@@ -102,10 +92,8 @@ inline std::string SetBytes(std::string s, size_t at, const std::string& bytes) 
 class SeededRandom {
  public:
   SeededRandom() : SeededRandom(DefaultSeed()) {}
-  explicit SeededRandom(uint32_t seed)
-      : seed_(seed), engine_(seed), trace_(__FILE__, __LINE__, seed_text()) {}
+  explicit SeededRandom(uint32_t seed) : seed_(seed), engine_(seed), trace_(__FILE__, __LINE__, seed_text()) {}
   std::mt19937& engine() { return engine_; }
-  uint32_t seed() const { return seed_; }
   std::string seed_text() const { return "random seed " + std::to_string(seed_) + " (VISTARA_TEST_SEED)"; }
   int Int(int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(engine_); }
   double Double(double lo, double hi) { return std::uniform_real_distribution<double>(lo, hi)(engine_); }

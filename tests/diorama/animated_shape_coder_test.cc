@@ -35,9 +35,7 @@ using vistara::testing::ToHex;
 // bytes.
 TEST(AnimatedShapeCoderTest, RandomRoundTrips) {
   SeededRandom rng;
-  const auto vec = [&rng] {
-    return Vector3<double>(rng.Double(-1e6, 1e6), rng.Double(-1, 1), 0.1);
-  };
+  const auto vec = [&rng] { return Vector3<double>(rng.Double(-1e6, 1e6), rng.Double(-1, 1), 0.1); };
   const auto modifier = [&](int type) -> ITransformModifier* {
     if (type == 1) return new TranslationTransformModifier(vec());
     if (type == 2) return new RotationAngleModifier(rng.Double(-7, 7));
@@ -115,9 +113,8 @@ TEST(AnimatedShapeCoderTest, EncoderRulesFindingTheShapeAndLooseReading) {
   // Other versions: reported and null, with the shape encoder freed (ASan would see a leak).
   ScopedLogCapture capture;
   EXPECT_EQ(AnimatedShapeEncoder::CreateEncoder(2, ShapeEncoder::CreateEncoder(3)), nullptr);
-  EXPECT_EQ(capture.texts(), (std::vector<std::string>{
-                                 "Invalid AnimatedShapeEncoder codec version: 2",
-                                 "Check failed: encoder"}));
+  EXPECT_EQ(capture.texts(),
+            (std::vector<std::string>{"Invalid AnimatedShapeEncoder codec version: 2", "Check failed: encoder"}));
   // A shape version the factory refuses leaves the animation stream alone in the buffer.
   EXPECT_FALSE(AnimatedShapeEncoder::EncodeToBuffer(triangle, AnimationSet(), 9, &buffer));
   EXPECT_EQ(ToHex(buffer), "41 45 01 00 00 00");  // the empty set
@@ -131,7 +128,7 @@ TEST(AnimatedShapeCoderTest, EncoderRulesFindingTheShapeAndLooseReading) {
   AnimationSet found;
   EXPECT_TRUE(decodes(animation + '\x07' + shape, &found));       // one stray byte is allowed
   EXPECT_FALSE(decodes(animation + "\x07\x07" + shape, &found));  // two are not
-  EXPECT_FALSE(decodes(animation + 'S', &found));  // a one-byte shape stream fails in its decoder
+  EXPECT_FALSE(decodes(animation + 'S', &found));                 // a one-byte shape stream fails in its decoder
   // The shape is read as version 3 whatever its header says: a version-1 shape fails, with the
   // animations decoded.
   AnimationSet one;
@@ -150,8 +147,7 @@ TEST(AnimatedShapeCoderTest, EncoderRulesFindingTheShapeAndLooseReading) {
   AnimationSet decoded;
   ASSERT_TRUE(decodes(loose + shape, &decoded));
   const AnimationChannel& read = *decoded.animations()[0]->channels().at(0);
-  EXPECT_EQ(static_cast<const TranslationTransformValue*>(read.value())->translation(),
-            Vector3<double>(1, 2, 3));
+  EXPECT_EQ(static_cast<const TranslationTransformValue*>(read.value())->translation(), Vector3<double>(1, 2, 3));
   EXPECT_TRUE(read.keyframes().empty());
 }
 

@@ -39,9 +39,7 @@ TEST(BuildingZCoderTest, RandomRoundTrips) {
       PolygonZ* p = building.AddNewPolygon();
       for (int i = rng.Int(0, 12); i > 0; --i) p->mutable_points()->push_back({length(), length()});
       for (int i = rng.Int(0, 3); i > 0; --i) p->mutable_contour_sizes()->push_back(rng.Int(0, 40));
-      for (int i = 3 * rng.Int(0, 5); i > 0; --i) {
-        p->mutable_triangle_indices()->push_back(rng.Int(0, 20));
-      }
+      for (int i = 3 * rng.Int(0, 5); i > 0; --i) p->mutable_triangle_indices()->push_back(rng.Int(0, 20));
       p->set_z(length());
     }
     const std::string bytes = Encode(building, bits);

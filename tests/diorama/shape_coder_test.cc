@@ -45,8 +45,7 @@ TEST(ShapeCoderTest, RandomRoundTripsEveryVersion) {
     if (version == 3) {
       const auto* v3 = static_cast<const ShapeEncoder3*>(encoder.get());
       Shape renumbered;
-      test_streams::Renumber(shape, {v3->point_order(), v3->normal_order(), v3->tex_coord_order()},
-                             &renumbered);
+      test_streams::Renumber(shape, {v3->point_order(), v3->normal_order(), v3->tex_coord_order()}, &renumbered);
       EXPECT_EQ(EncodeShape(3, renumbered), bytes);
     }
   }
@@ -67,8 +66,7 @@ TEST(ShapeCoderTest, VersionsHeadersAndFactories) {
   EXPECT_FALSE(ShapeDecoder::DecodeFromBuffer(FromHex("53 45 04 00 00"), &shape));
   EXPECT_EQ(ShapeEncoder::CreateEncoder(7), nullptr);
   EXPECT_EQ(AnimatedShapeDecoder::CreateDecoder(2), nullptr);
-  EXPECT_EQ(capture.texts(),
-            (std::vector<std::string>{"Check failed: decoder", "Check failed: encoder"}));
+  EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Check failed: decoder", "Check failed: encoder"}));
 
   // A wrong magic sets the version to -1; versions are reported, with each family's limit
   // named as its code names it, and stored all the same.
@@ -84,11 +82,10 @@ TEST(ShapeCoderTest, VersionsHeadersAndFactories) {
   AnimatedShapeDecoder1 animated;
   animated.set_codec_version(2);
   EXPECT_EQ(capture.texts(),
-            (std::vector<std::string>{
-                "Check failed: codec_version>0 -1>0",
-                "Check failed: codec_version<=kMaxCodecVersion 4<=3",
-                "Check failed: codec_version<=ShapeEncoder::kMaxCodecVersion 4<=3",
-                "Check failed: codec_version<=AnimatedShapeEncoder::kMaxCodecVersion 2<=1"}));
+            (std::vector<std::string>{"Check failed: codec_version>0 -1>0",
+                                      "Check failed: codec_version<=kMaxCodecVersion 4<=3",
+                                      "Check failed: codec_version<=ShapeEncoder::kMaxCodecVersion 4<=3",
+                                      "Check failed: codec_version<=AnimatedShapeEncoder::kMaxCodecVersion 2<=1"}));
 }
 
 TEST(ShapeCoder1Test, QuantisationAndFieldLimits) {

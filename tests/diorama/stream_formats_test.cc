@@ -45,8 +45,7 @@ constexpr char kStripV2Hex[] =
     "00 FC 03 00 00 FC 03 00 00 FC FF 07 00 D0 FD FF 03 00 FC FF FF 0F 00 00 00 08 00 00 38 00 "
     "00 00 F8 FF FF FF 1F D1 A0 F1 00 00 00 E0 FF FF FF 3F DC 0F 00 00 00 FE FF FF FF 45 86 09";
 // The triangle, version 3: 181 bits, offsets 0 0 0, widths 9 9 1.
-constexpr char kTriangleV3Hex[] =
-    "53 45 03 00 40 00 61 00 00 0C 02 00 48 29 00 00 00 20 00 00 00 02 00";
+constexpr char kTriangleV3Hex[] = "53 45 03 00 40 00 61 00 00 0C 02 00 48 29 00 00 00 20 00 00 00 02 00";
 // The textured strip, version 3: the material record, first delimiters one beyond the history,
 // back references, three value blocks.
 constexpr char kStripV3Hex[] =
@@ -54,8 +53,7 @@ constexpr char kStripV3Hex[] =
     "50 07 91 55 81 10 00 40 4A 09 00 00 00 00 01 00 00 00 10 20 40 80 00 04 02 C0 E0 21 84 00 "
     "82 00 90 12 00 00 00 01 02";
 // The unit square with one contour of 4, z 2 and triangles 0 1 2 0 2 3: 187 bits.
-constexpr char kUnitSquareHex[] =
-    "5A 42 01 00 88 40 00 A4 04 00 00 40 00 00 01 02 00 38 78 11 88 09 12 07";
+constexpr char kUnitSquareHex[] = "5A 42 01 00 88 40 00 A4 04 00 00 40 00 00 01 02 00 38 78 11 88 09 12 07";
 // No transforms; animation "a" with one channel: target 0, translation (0,0,0), one keyframe at
 // time 1 translating by (1,0,0); 525 bits, then the version-3 triangle at byte 66.
 constexpr char kOneKeyframeHex[] =

@@ -28,15 +28,12 @@ inline void MakeRandomShape(vistara::testing::SeededRandom* rng, geometry3d::Sha
   const auto color = [&unit] { return geometry3d::Vector3<float>(unit(), unit(), unit()); };
   const int pools[] = {rng->Int(0, 20), rng->Int(0, 10), rng->Int(0, 10)};
   for (int i = 0; i < pools[kPoints]; ++i) {
-    shape->mutable_points()->push_back(
-        {rng->Double(-100, 100), rng->Double(-100, 100), rng->Double(-1, 1)});
+    shape->mutable_points()->push_back({rng->Double(-100, 100), rng->Double(-100, 100), rng->Double(-1, 1)});
   }
   for (int i = 0; i < pools[kNormals]; ++i) {
     shape->mutable_normals()->push_back({2 * unit() - 1, 2 * unit() - 1, 2 * unit() - 1});
   }
-  for (int i = 0; i < pools[kTexCoords]; ++i) {
-    shape->mutable_tex_coords()->push_back({unit(), 4 * unit() - 2});
-  }
+  for (int i = 0; i < pools[kTexCoords]; ++i) shape->mutable_tex_coords()->push_back({unit(), 4 * unit() - 2});
   const int num_materials = rng->Int(0, 3);
   for (int i = 0; i < num_materials; ++i) {
     geometry3d::Material* m = shape->AddNewMaterial();
@@ -58,9 +55,7 @@ inline void MakeRandomShape(vistara::testing::SeededRandom* rng, geometry3d::Sha
     for (const ShapeAttribute a : kShapeAttributes) {
       std::vector<int>* list = MutableAttributeIndices(s, a);
       list->resize(rng->Int(0, 12));
-      for (int& k : *list) {
-        k = (delimited && rng->Int(0, 4) == 0) || pools[a] == 0 ? -1 : rng->Int(0, pools[a] - 1);
-      }
+      for (int& k : *list) k = (delimited && rng->Int(0, 4) == 0) || pools[a] == 0 ? -1 : rng->Int(0, pools[a] - 1);
     }
   }
 }
@@ -75,8 +70,8 @@ std::string Buffer(const Encoder& encoder) {
 
 // The stream of `shape` by a new encoder of `version` under the given settings; *ok (when
 // given) tells whether it encoded.
-inline std::string EncodeShape(int version, const geometry3d::Shape& shape, bool* ok = nullptr,
-                               int point_bits = 8, double point_unit = 1.0) {
+inline std::string EncodeShape(int version, const geometry3d::Shape& shape, bool* ok = nullptr, int point_bits = 8,
+                               double point_unit = 1.0) {
   const std::unique_ptr<ShapeEncoder> encoder(ShapeEncoder::CreateEncoder(version));
   encoder->set_point_bits(point_bits);
   encoder->set_point_unit(point_unit);
@@ -88,19 +83,15 @@ inline std::string EncodeShape(int version, const geometry3d::Shape& shape, bool
 // `source` as a version-3 decode gives it back: the pools cut to the used entries in order of
 // first use (orders[attribute], the encoder's point_order() and its fellows), the indices
 // renumbered to match, delimiters staying -1.
-inline void Renumber(const geometry3d::Shape& source, const std::vector<int> (&orders)[3],
-                     geometry3d::Shape* out) {
+inline void Renumber(const geometry3d::Shape& source, const std::vector<int> (&orders)[3], geometry3d::Shape* out) {
   out->CopyFrom(source);
   out->mutable_points()->clear();
   out->mutable_normals()->clear();
   out->mutable_tex_coords()->clear();
   for (const int i : orders[kPoints]) out->mutable_points()->push_back(source.points()[i]);
   for (const int i : orders[kNormals]) out->mutable_normals()->push_back(source.normals()[i]);
-  for (const int i : orders[kTexCoords]) {
-    out->mutable_tex_coords()->push_back(source.tex_coords()[i]);
-  }
-  const size_t pools[] = {source.points().size(), source.normals().size(),
-                          source.tex_coords().size()};
+  for (const int i : orders[kTexCoords]) out->mutable_tex_coords()->push_back(source.tex_coords()[i]);
+  const size_t pools[] = {source.points().size(), source.normals().size(), source.tex_coords().size()};
   for (const ShapeAttribute a : kShapeAttributes) {
     std::vector<int> renumbered(pools[a], -1);
     for (size_t k = 0; k < orders[a].size(); ++k) renumbered[orders[a][k]] = static_cast<int>(k);

@@ -23,9 +23,8 @@ TEST(Base64Test, RoundTripsAndRejectsBadText) {
 
 TEST(PolylineTest, KnownTextAndRoundTrip) {
   // Degrees in, position units (degrees / 180) to the encoder.
-  const Vec3<double> points[] = {{-120.2 / 180, 38.5 / 180, 0},
-                                 {-120.95 / 180, 40.7 / 180, 0},
-                                 {-126.453 / 180, 43.252 / 180, 0}};
+  const Vec3<double> points[] = {
+      {-120.2 / 180, 38.5 / 180, 0}, {-120.95 / 180, 40.7 / 180, 0}, {-126.453 / 180, 43.252 / 180, 0}};
   std::string text = "stale";
   geometry::EncodePolylineString(points, 3, &text);
   EXPECT_EQ("_p~iF~ps|U_ulLnnqC_mqNvxq`@", text);

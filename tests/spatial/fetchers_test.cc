@@ -155,7 +155,9 @@ struct RecordingDepthMapFetcher : DepthMapFetcher {
 };
 
 // A reply of one panorama with both maps.
-QByteArray ReplyWithMaps() { return QByteArray::fromStdString(testing::ReadTestData("panorama_single.xml")); }
+QByteArray ReplyWithMaps() {
+  return QByteArray::fromStdString(testing::ReadFile(VISTARA_TEST_DATA_DIR "/panorama_single.xml"));
+}
 
 TEST(DepthMapFetcherTest, UrlWhenItAsksAndTheReadyRules) {
   net::ScriptedBackend net;

@@ -44,8 +44,6 @@ TEST(OrbitUtilsTest, WrapKeepsBothEndsAndCountsWholeTurns) {
   // Beyond the range of int the count stays a double instead of an undefined conversion.
   EXPECT_NEAR(std::fmod(1e12, kTurn), OrbitUtils::WrapAngle(1e12), 1e-3);
   EXPECT_TRUE(std::isnan(OrbitUtils::WrapAngle(INFINITY)));
-  // Day 0 is Julian date 2451543.5.
-  EXPECT_EQ(0.0, OrbitUtils::DayNumber(DateTime::FromJulianDate(kEpochJd)));
 }
 
 // The position as a plain transcription would write it: seven full Newton steps, then fresh

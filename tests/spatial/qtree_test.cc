@@ -104,7 +104,7 @@ TEST(QTreeTest, FindNearestMatchesBruteForce) {
     const std::vector<int> want = BruteForce(pts, q, count, radius_sq);
     ASSERT_EQ(want.size(), results.size()) << "trial " << trial;
     for (size_t k = 0; k < want.size(); ++k) {
-      // Distances must agree exactly; keys too unless two entries tie at that distance.
+      // Distances must agree exactly (entries that tie may come in either order).
       const double dx = q.x - pts[want[k]].x, dy = q.y - pts[want[k]].y;
       ASSERT_EQ(dx * dx + dy * dy, results[k].distance_sq) << "trial " << trial;
     }

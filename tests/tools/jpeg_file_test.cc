@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 #include <jpeglib.h>
 
-
 #include "test_util.h"
 
 namespace vistara::testing {
@@ -25,26 +24,20 @@ std::optional<std::string> Comment(const std::string& file) {
 
 TEST(JpegFileTest, WalkerReadsAndReplacesComments) {
   const std::string tiny = FromHex(kTinyJpeg);
-  EXPECT_EQ(Comment(tiny), "abc");
   std::string out, error;
   ASSERT_TRUE(jpeg::ReplaceComment(tiny, "*#K0#*0*AD*2008:05:17*#0K#*", &out, &error));
   EXPECT_EQ(ToHex(out),
             "FF D8 FF E0 00 04 4A 46 FF FE 00 1D 2A 23 4B 30 23 2A 30 2A 41 44 2A 32 30 30 38 3A 30 35 3A 31 37 2A 23 "
             "30 4B 23 2A FF DA 00 02 12 34 FF D9");
   // No comment yet: the new one goes behind the APPn segments. Every later comment is dropped.
-  const std::string no_com = FromHex("FF D8 FF E0 00 02 FF E1 00 02 FF DB 00 02 FF FE 00 02 FF DA 00 02 77");
-  EXPECT_EQ(Comment(no_com), "");
   ASSERT_TRUE(jpeg::ReplaceComment(FromHex("FF D8 FF E0 00 02 FF E1 00 02 FF DB 00 02 FF DA 00 02 77"), "x", &out,
                                    &error));
   EXPECT_EQ(ToHex(out), "FF D8 FF E0 00 02 FF E1 00 02 FF FE 00 03 78 FF DB 00 02 FF DA 00 02 77");
   ASSERT_TRUE(jpeg::ReplaceComment(FromHex("FF D8 FF FE 00 03 61 FF DB 00 02 FF FE 00 03 62 FF DA 00 02 77"), "", &out,
                                    &error));
   EXPECT_EQ(ToHex(out), "FF D8 FF FE 00 02 FF DB 00 02 FF DA 00 02 77");
-  // Fill bytes before a marker are allowed and kept.
-  EXPECT_EQ(Comment(FromHex("FF D8 FF FF FF FE 00 03 7A FF DA 00 02")), "z");
 
-  // Each way a header can be refused, with its reason, is in jpeg.cases.
-  // Every prefix of the tiny file up to its scan header fails cleanly.
+  // Every prefix of the tiny file up to its scan header fails cleanly (each reason: jpeg.cases).
   for (size_t n = 0; n < 19; ++n) EXPECT_EQ(Comment(tiny.substr(0, n)), "<error>") << n;
 
   // A full-size comment round-trips; one more byte doesn't fit.

@@ -41,14 +41,14 @@ std::vector<std::string> Logged(const std::vector<base::LogReport>& reports) {
 
 TEST(JpegCommentsTest, RegistrationReportsEveryMisuse) {
   EXPECT_EQ(Logged(RegisterTestFamiliesOnce()), (std::vector<std::string>{
-                                                     "3 Fatal attempt to register message family already in use.",
-                                                     "3 Fatal attempt to register invalid message family.",
-                                                     "3 Check failed: instance",
-                                                     "3 Check failed: instance",
-                                                     "3 Check failed: registration_closed_",
-                                                     "3 Check failed: !registration_closed_",
-                                                     "3 Check failed: !registration_closed_",
-                                                 }));
+                                                    "3 Fatal attempt to register message family already in use.",
+                                                    "3 Fatal attempt to register invalid message family.",
+                                                    "3 Check failed: instance",
+                                                    "3 Check failed: instance",
+                                                    "3 Check failed: registration_closed_",
+                                                    "3 Check failed: !registration_closed_",
+                                                    "3 Check failed: !registration_closed_",
+                                                }));
   EXPECT_FALSE(loupe::JpegCommentMessageFactory::IsFamilyNameRegistered("TZ"));
 
   ScopedLogCapture capture;
@@ -63,8 +63,7 @@ TEST(JpegCommentsTest, FramingMarkersAndGoldenSection) {
   JpegCommentOutputBuffer out;
   ASSERT_TRUE(out.AppendMessage(*NewTextMessage("TX", "2008:05:17")));
   out.Finalize();
-  EXPECT_EQ(ToHex(out.buffer()),
-            "2A 23 4B 30 23 2A 30 2A 54 58 2A 32 30 30 38 3A 30 35 3A 31 37 2A 23 30 4B 23 2A");
+  EXPECT_EQ(ToHex(out.buffer()), "2A 23 4B 30 23 2A 30 2A 54 58 2A 32 30 30 38 3A 30 35 3A 31 37 2A 23 30 4B 23 2A");
   // Two messages keep the order they were appended in.
   JpegCommentOutputBuffer two;
   EXPECT_TRUE(two.AppendMessage(*NewTextMessage("TY", "b")));

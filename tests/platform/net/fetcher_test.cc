@@ -68,11 +68,6 @@ struct ScopedCurlBackend {
   Backend* previous;
 };
 
-TEST(FetcherTest, StatusNamesNameHttpCodesAndUnknownOnes) {
-  EXPECT_EQ(StatusName(kStatusCutShort) + "/" + StatusName(404) + "/" + StatusName(4),
-            "reply cut short or too large/http 404/unknown 4");
-}
-
 TEST(CurlBackendTest, EveryServerFaultEndsInOneCallbackAndTheUrlCanBeAskedAgain) {
   LoopbackServer server;
   server.ServeFaults("hello");

@@ -18,8 +18,7 @@ using vistara::testing::ScopedLogCapture;
 
 // A counter-clockwise contour appended to `polygon`.
 void AddContour(PolygonZ* polygon, const std::vector<Vector2<double>>& contour) {
-  polygon->mutable_points()->insert(polygon->mutable_points()->end(), contour.begin(),
-                                    contour.end());
+  polygon->mutable_points()->insert(polygon->mutable_points()->end(), contour.begin(), contour.end());
   polygon->mutable_contour_sizes()->push_back(static_cast<int>(contour.size()));
 }
 
@@ -58,8 +57,7 @@ TEST(BuildingZShapeTest, UnitSquareWithDefaults) {
   EXPECT_EQ(shape.points()[2], Vector3<double>(1, 1, 2));  // top ring at z
   EXPECT_EQ(shape.points()[6], Vector3<double>(1, 1, 0));  // bottom ring at the base
   // Every corner is square: a crease, so one flat normal per wall.
-  EXPECT_EQ(shape.normals(), (std::vector<Vector3<float>>{
-                                 {0, 0, 1}, {0, -1, 0}, {1, 0, 0}, {0, 1, 0}, {-1, 0, 0}}));
+  EXPECT_EQ(shape.normals(), (std::vector<Vector3<float>>{{0, 0, 1}, {0, -1, 0}, {1, 0, 0}, {0, 1, 0}, {-1, 0, 0}}));
   ASSERT_EQ(shape.materials().size(), 2u);
 
   // Roof, then each wall: top i, bottom i, bottom i + 1, top i, bottom i + 1, top i + 1.
@@ -68,9 +66,8 @@ TEST(BuildingZShapeTest, UnitSquareWithDefaults) {
   EXPECT_EQ(faces.material_index(), 0);
   EXPECT_EQ(faces.point_indices(), (std::vector<int>{0, 1, 2, 0, 2, 3, 0, 4, 5, 0, 5, 1, 1, 5, 6,
                                                      1, 6, 2, 2, 6, 7, 2, 7, 3, 3, 7, 4, 3, 4, 0}));
-  EXPECT_EQ(faces.normal_indices(),
-            (std::vector<int>{0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 2, 2, 2,
-                              2, 2, 2, 3, 3, 3, 3, 3, 3, 4, 4, 4, 4, 4, 4}));
+  EXPECT_EQ(faces.normal_indices(), (std::vector<int>{0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 2, 2, 2,
+                                                      2, 2, 2, 3, 3, 3, 3, 3, 3, 4, 4, 4, 4, 4, 4}));
   const IndexSet& lines = *shape.index_sets()[1];
   EXPECT_EQ(lines.format(), IndexSet::kLines);
   EXPECT_EQ(lines.material_index(), 1);
@@ -111,8 +108,8 @@ TEST(BuildingZShapeTest, SmoothRunsAndCreases) {
   EXPECT_EQ(two.index_sets()[0]->material_index(), -1);
   const std::vector<int>& walls = two.index_sets()[0]->normal_indices();
   ASSERT_EQ(walls.size(), 12u + 6 * 10);
-  EXPECT_EQ(walls[12 + 6 * 5 + 5], 1);  // the outer contour's last wall ends on normal 1
-  EXPECT_EQ(walls.back(), 7);           // the hole's on normal 7
+  EXPECT_EQ(walls[12 + 6 * 5 + 5], 1);                      // the outer contour's last wall ends on normal 1
+  EXPECT_EQ(walls.back(), 7);                               // the hole's on normal 7
   EXPECT_EQ(two.points()[10], Vector3<double>(10, 0, -1));  // bottom ring at the base
 
   // A threshold of 2 makes every corner a crease: one flat normal per wall, lines at each.
@@ -131,8 +128,7 @@ TEST(BuildingZShapeTest, SmoothRunsAndCreases) {
   Shape kinked;
   ASSERT_TRUE(BuildingZShape::CreateShapeWithDefaults(repeated, &kinked));
   EXPECT_EQ(kinked.index_sets()[1]->point_indices().size(), 84u + 2 * 2);
-  EXPECT_NE(std::find(kinked.normals().begin(), kinked.normals().end(), Vector3<float>()),
-            kinked.normals().end());
+  EXPECT_NE(std::find(kinked.normals().begin(), kinked.normals().end(), Vector3<float>()), kinked.normals().end());
 }
 
 TEST(BuildingZShapeTest, ErrorsAndSkippedPolygons) {

@@ -32,16 +32,14 @@ std::vector<std::string> Triangles(const IndexSet& set) {
 using Strings = std::vector<std::string>;
 
 TEST(ShapeTriangleIteratorTest, Walks) {
-  EXPECT_EQ(Triangles(MakeSet(IndexSet::kTriangles, {0, 1, 2, 3, 4, 5})),
-            (Strings{"0,1,2", "3,4,5"}));
+  EXPECT_EQ(Triangles(MakeSet(IndexSet::kTriangles, {0, 1, 2, 3, 4, 5})), (Strings{"0,1,2", "3,4,5"}));
   EXPECT_EQ(Triangles(MakeSet(IndexSet::kQuads, {0, 1, 2, 3, 4, 5, 6, 7})),
             (Strings{"0,1,2", "0,2,3", "4,5,6", "4,6,7"}));
   EXPECT_EQ(Triangles(MakeSet(IndexSet::kTriangleStrip, {0, 1, 2, 3, 4, -1, 6, 7, 8})),
             (Strings{"0,1,2", "2,1,3", "2,3,4", "6,7,8"}));
   EXPECT_EQ(Triangles(MakeSet(IndexSet::kTriangleFan, {0, 1, 2, 3, -1, 5, 6, 7})),
             (Strings{"0,1,2", "0,2,3", "5,6,7"}));
-  EXPECT_EQ(Triangles(MakeSet(IndexSet::kPolygon, {0, 1, 2, 3, 4})),
-            (Strings{"0,1,2", "0,2,3", "0,3,4"}));
+  EXPECT_EQ(Triangles(MakeSet(IndexSet::kPolygon, {0, 1, 2, 3, 4})), (Strings{"0,1,2", "0,2,3", "0,3,4"}));
   // Lines are degenerate triangles; the step to 4,5,4 ends the walk.
   EXPECT_EQ(Triangles(MakeSet(IndexSet::kLines, {0, 1, 2, 3})), (Strings{"0,1,0", "2,3,2"}));
 
@@ -99,8 +97,7 @@ TEST(ShapePrimitiveIteratorTest, WalksSeeksAndRotation) {
   ShapePrimitiveIterator u(&odd);
   EXPECT_TRUE(u.Done());
   EXPECT_EQ(capture.texts(),
-            (Strings{"Check failed: first >= 0 && first < index_set_->point_indices().size()",
-                     "Unknown Format."}));
+            (Strings{"Check failed: first >= 0 && first < index_set_->point_indices().size()", "Unknown Format."}));
 }
 
 }  // namespace

@@ -42,11 +42,6 @@ TEST(ShapeTest, ValidationTexts) {
   Fill(&shape, 7);
   IndexSet* set = AddSet(&shape, IndexSet::kTriangles, -1, {0, 1, 2, 3, 4, 5});
   EXPECT_EQ(Invalid(shape), "valid");
-  // A textured material needs texture coordinates.
-  set->set_material_index(1);
-  EXPECT_EQ(Invalid(shape), "Index set has a textured material but no texture coordinates.");
-  set->set_material_index(0);
-  EXPECT_EQ(Invalid(shape), "valid");
   set->set_material_index(2);
   EXPECT_EQ(Invalid(shape), "Invalid material index");
   set->set_material_index(-2);
@@ -152,8 +147,7 @@ TEST(ShapeTest, AppendRemoveCopyAndCompare) {
   b.set_format(IndexSet::kLines);
   a.AppendIndexSet(b);
   EXPECT_EQ(a.point_indices(), (std::vector<int>{0, 1, 2}));
-  EXPECT_EQ(capture.texts(),
-            std::vector<std::string>{"Check failed: format_==index_set.format() 0==5"});
+  EXPECT_EQ(capture.texts(), std::vector<std::string>{"Check failed: format_==index_set.format() 0==5"});
   EXPECT_FALSE(a.IsCompatible(b));
   b.set_format(0);
   EXPECT_TRUE(a.IsCompatible(b));
