@@ -165,6 +165,12 @@ std::string SvgMap::Svg() const {
   out += "    <text x=\"" + Num(kMargin + bar + 6) + "\" y=\"" + Num(base + 4) +
          "\" font-family=\"sans-serif\" font-size=\"12\">" +
          (metres >= 1000 ? ShownNumber(metres / 1000) + " km" : ShownNumber(metres) + " m") + "</text>\n  </g>\n";
+  // The north arrow, bottom right: up the picture is north, as the projection keeps it.
+  const double nx = width - kMargin - 5;
+  out += "  <g id=\"north\">\n    <path d=\"M" + Num(nx) + "," + Num(base - 14) + " L" + Num(nx + 5) + "," + Num(base + 2) +
+         " L" + Num(nx) + "," + Num(base - 2) + " L" + Num(nx - 5) + "," + Num(base + 2) + " z\" fill=\"black\"/>\n";
+  out += "    <text x=\"" + Num(nx - 20) + "\" y=\"" + Num(base + 2) +
+         "\" font-family=\"sans-serif\" font-size=\"12\">N</text>\n  </g>\n";
   out += "</svg>\n";
   return out;
 }

@@ -1,7 +1,7 @@
 // A map as a standalone SVG 1.1 picture: shapes given in latitude and longitude, drawn in layers
 // over a local equirectangular projection (longitude shrunk by the cosine of the middle latitude,
 // so that at street scale a metre is as long east-west as north-south), fitted into a square of
-// the given size, with a scale bar. route and walk draw their maps with it.
+// the given size, with a scale bar and a north arrow. route and walk draw their maps with it.
 #ifndef VISTARA_TOOLS_SVG_MAP_H_
 #define VISTARA_TOOLS_SVG_MAP_H_
 

@@ -26,7 +26,9 @@ using cli::serve::StreetPanoramas;
 
 // xmllint finds the map well-formed and rsvg-convert draws it.
 void ExpectDrawn(const std::string& svg) {
-  EXPECT_EQ(0, std::system(("xmllint --noout '" + svg + "' && rsvg-convert '" + svg + "' > /dev/null").c_str())) << svg;
+  ASSERT_EQ(0, std::system(("xmllint --noout '" + svg + "' && rsvg-convert -o '" + svg + ".png' '" + svg + "'").c_str()))
+      << svg;
+  EXPECT_GT(std::filesystem::file_size(svg + ".png"), 1000u) << "an empty picture";
 }
 
 bool Intersection(const StreetPanoramas& set, size_t i) { return set.panorama(i).links.size() >= 3; }
