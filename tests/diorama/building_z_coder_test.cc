@@ -79,6 +79,9 @@ TEST(BuildingZCoderTest, LimitsAndFieldValues) {
   EXPECT_FALSE(encodes({{0, 1000}, {0, -0x7FFFFFF0 / 256.0}}, 1, 0));
   EXPECT_FALSE(encodes({{0, 0}}, -1, 0));
   EXPECT_FALSE(encodes({{0, 0}}, 1, -1));
+
+  BuildingZDecoder decoder;
+  EXPECT_FALSE(decoder.DecodeTriangleIndices(nullptr));
 }
 
 }  // namespace

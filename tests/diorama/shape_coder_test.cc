@@ -186,6 +186,9 @@ TEST(ShapeCoder3Test, OffsetsExponentsAndWidths) {
   history.clear();
   next = 0;
   EXPECT_FALSE(d.DecodeOffsetIndices(&history, &next, &decoded));
+  EXPECT_TRUE(history.empty());  // the map keeps only what decoded
+  // A value order pointing past the pool fails before reading it.
+  EXPECT_FALSE((encoder.EncodeValues<Vector3<double>, Vector3<int>>({{1, 2, 3}}, 0, {1})));
 
   // The exponent lies in -32..31; out of it the stream ends after the value count.
   Shape shape;

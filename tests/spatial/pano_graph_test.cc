@@ -97,8 +97,9 @@ TEST_F(GraphFixture, PlaceholdersEdgesAndTheFirstPosition) {
 }
 
 TEST_F(GraphFixture, ConnectionLookupHeadings) {
-  Add("o", 0, 0, {"e", "n", "w", "s", "same1", "same2", "missing"});
+  Add("o", 0, 0, {"e", "n", "w", "s", "se", "same1", "same2", "missing"});
   Add("e", 0.001, 0);
+  Add("se", 0.001, -0.001);
   Add("n", 0, 0.001);
   Add("w", -0.001, 0);
   Add("s", 0, -0.001);
@@ -106,12 +107,13 @@ TEST_F(GraphFixture, ConnectionLookupHeadings) {
   Add("same2", 0.002, 0.002);
   graph_.UpdateConnectionLookupMap("unknown");  // ignored
   graph_.UpdateConnectionLookupMap("o");
-  // The missing neighbour is skipped and same2 overwrites same1; south is pi/2 - 3pi/2.
+  // The missing neighbour is skipped and same2 overwrites same1; south is pi/2 - 3pi/2, and
+  // south-east, pi/2 - 7pi/4, comes back by one turn.
   const auto& map = graph_.GetPanoramaData("o")->connection_lookup;
-  const std::map<double, QString> expected = {{-kPi, "s"}, {-kPi / 2, "w"}, {0.0, "n"}, {kPi / 4, "same2"}, {kPi / 2, "e"}};
+  const std::map<double, QString> expected = {{-kPi, "s"}, {-kPi / 2, "w"}, {0.0, "n"}, {kPi / 4, "same2"}, {kPi / 2, "e"}, {3 * kPi / 4, "se"}};
   using HeadingMap = std::map<double, QString>;
   EXPECT_EQ(expected, static_cast<const HeadingMap&>(map));
-  // Five entries for seven links: the next call builds again. A neighbour on the very spot is at pi/2.
+  // Six entries for eight links: the next call builds again. A neighbour on the very spot is at pi/2.
   Add("missing", 0, 0);
   graph_.UpdateConnectionLookupMap("o");
   EXPECT_EQ("missing", map.at(kPi / 2));

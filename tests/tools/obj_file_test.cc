@@ -90,7 +90,7 @@ TEST(ObjFileTest, ReadAndWriteAgreeWithTinyobjloader) {
     *set->mutable_point_indices() = points;
     *set->mutable_normal_indices() = normals;
   };
-  add(IndexSet::kTriangleStrip, {0, 1, 2, 3, -1, 4, 5, 6}, {0, 0, 0, 0, -1, 0, -1, 0});
+  add(IndexSet::kTriangleStrip, {0, 1, 2, 3, 4, -1, 4, 5, 6}, {0, 0, 0, 0, 0, -1, 0, -1, 0});
   add(IndexSet::kTriangleFan, {0, 1, 2, 3}, {});
   add(IndexSet::kQuads, {3, 4, 5, 6}, {});
   add(IndexSet::kLines, {0, 6}, {0, 0});
@@ -100,7 +100,7 @@ TEST(ObjFileTest, ReadAndWriteAgreeWithTinyobjloader) {
   const tinyobj::mesh_t& mesh = model_read.GetShapes().at(0).mesh;
   std::vector<int> corners;
   for (const auto& i : mesh.indices) corners.push_back(i.normal_index < 0 ? i.vertex_index : 100 + i.vertex_index);
-  EXPECT_EQ(corners, (std::vector<int>{100, 101, 102, 102, 101, 103, 4, 5, 6, 0, 1, 2, 0, 2, 3, 3, 4, 5, 6}));
+  EXPECT_EQ(corners, (std::vector<int>{100, 101, 102, 102, 101, 103, 102, 103, 104, 4, 5, 6, 0, 1, 2, 0, 2, 3, 3, 4, 5, 6}));
   EXPECT_EQ(model_read.GetShapes().at(0).lines.indices.size(), 2u);
 }
 

@@ -127,6 +127,7 @@ TEST(StreetPanoramasTest, Limits) {
   EXPECT_FALSE(StreetPanoramas::Build({{1, "path", "", "", {{1, -80, 0}, {2, 80, 0}}}}, {.spacing = 1}, &error));
   EXPECT_FALSE(StreetPanoramas::Build(main, {.spacing = 0.5}, &error));
   EXPECT_EQ("the spacing must be 1 to 1000 metres", error);
+  EXPECT_TRUE(StreetPanoramas::Build(main, {.spacing = 1}, &error));
   EXPECT_EQ(-1, StreetPanoramas::Build({}, {}, &error)->Nearest(0, 0, 1e9));
 }
 

@@ -97,6 +97,8 @@ TEST(ShapeTest, AppendRemoveCopyAndCompare) {
   other.AddNewMaterial()->set_double_sided(true);
   IndexSet* strip = AddSet(&other, IndexSet::kTriangleStrip, -1, {0, 1, 2, -1, 1, 2, 3});
   *strip->mutable_normal_indices() = {0, 0, 0, -1, 0, 0, 0};
+  other.mutable_tex_coords()->assign(1, Vector2<float>(0.25f, 0.75f));
+  *strip->mutable_tex_coord_indices() = {0, 0, 0, -1, 0, 0, 0};
   AddSet(&other, IndexSet::kTriangles, 0, {3, 2, 1});
 
   base.AppendShape(other);
@@ -108,6 +110,8 @@ TEST(ShapeTest, AppendRemoveCopyAndCompare) {
   EXPECT_EQ(base.index_sets()[1]->point_indices(), (std::vector<int>{3, 4, 5, -1, 4, 5, 6}));
   EXPECT_EQ(base.index_sets()[1]->normal_indices(), (std::vector<int>{2, 2, 2, -1, 2, 2, 2}));
   EXPECT_EQ(base.index_sets()[1]->GetPoint(0), Vector3<double>(9, 9, 9));
+  EXPECT_EQ(base.index_sets()[1]->tex_coord_indices()[0], 2);
+  EXPECT_EQ(base.index_sets()[1]->GetTexCoord(0), Vector2<float>(0.25f, 0.75f));
   EXPECT_THROW(base.index_sets()[1]->GetNormal(3), std::out_of_range);  // the delimiter
   Shape empty;
   empty.AppendShape(other);
