@@ -3,7 +3,6 @@
 #include <QUrl>
 #include <chrono>
 #include <functional>
-#include <map>
 #include <memory>
 #include <numbers>
 #include <optional>
@@ -12,6 +11,7 @@
 #include <vector>
 
 #include "cli.h"
+#include "graph_source.h"
 #include "platform/net/backend.h"
 #include "platform/net/curl_backend.h"
 #include "platform/net/scripted_backend.h"
@@ -141,17 +141,15 @@ bool AwaitReports(const std::vector<RefPtr<net::Fetcher>>& reports, double secon
   }
   const bool timed_out = open() > 0;
   for (const auto& r : reports) r->cancel();  // nothing for those that have ended
-  std::map<std::string, int> failures;
-  int failed = 0;
+  FetchCounts counts;
   for (const auto& r : reports) {
-    if (r->status() == net::kStatusOk) continue;
-    ++failed;
-    ++failures[net::StatusName(r->status())];
+    ++counts.started;
+    ++counts.ended;
+    if (r->status() == net::kStatusOk) ++counts.ok;
+    else ++counts.failures[net::StatusName(r->status())];
   }
-  if (failed == 0) return true;
-  std::string kinds;
-  for (const auto& [name, n] : failures) kinds += (kinds.empty() ? "" : ", ") + name + ": " + std::to_string(n);
-  *error = std::to_string(failed) + " of " + Counted(reports.size(), "report", "reports") + " failed (" + kinds + ")" +
+  if (counts.ok == counts.ended) return true;
+  *error = Counted(reports.size(), "report", "reports") + " sent: " + FailureText(counts) +
            (timed_out ? "; timed out after " + ShownNumber(seconds) + " s" : "");
   return false;
 }
