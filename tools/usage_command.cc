@@ -172,28 +172,26 @@ int Run(Io& io, const UsageOptions& o) {
     io.PrintLine(json, url.toStdString());
     reports.push_back(fetch);
   };
-  {
-    ReplayLogger logger(&clock, print);
-    std::string line, error;
-    for (int number = 1; std::getline(io.in(), line); ++number) {
-      if (!line.empty() && line.back() == '\r') line.pop_back();
-      const size_t first = line.find_first_not_of(" \t");
-      if (first == std::string::npos || line[first] == '#') continue;
-      Event e;
-      if (!ParseEvent(line, clock.now, &e, &error)) {
-        io.InputError("line " + std::to_string(number), error);
-        continue;
-      }
-      line_number = number;
-      clock.now = e.time;
-      if (e.view) logger.NewViewEvent(e.yaw, e.pitch, e.fov, e.flag);
-      else logger.NewPanoramaEvent(e.flag);
+  ReplayLogger logger(&clock, print);
+  std::string line, error;
+  for (int number = 1; std::getline(io.in(), line); ++number) {
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    const size_t first = line.find_first_not_of(" \t");
+    if (first == std::string::npos || line[first] == '#') continue;
+    Event e;
+    if (!ParseEvent(line, clock.now, &e, &error)) {
+      io.InputError("line " + std::to_string(number), error);
+      continue;
     }
-    line_number = 0;
-    if (o.flush) logger.ForceSendData();
-    std::string failure;
-    if (remap && !AwaitReports(reports, o.timeout.value_or(kDefaultWaitSeconds), &failure)) return io.Fail(failure);
+    line_number = number;
+    clock.now = e.time;
+    if (e.view) logger.NewViewEvent(e.yaw, e.pitch, e.fov, e.flag);
+    else logger.NewPanoramaEvent(e.flag);
   }
+  line_number = 0;
+  if (o.flush) logger.ForceSendData();
+  std::string failure;
+  if (remap && !AwaitReports(reports, o.timeout.value_or(kDefaultWaitSeconds), &failure)) return io.Fail(failure);
   return io.status();
 }
 
