@@ -59,7 +59,6 @@
 #include "spatial/panorama_data.h"
 #include "spatial/panorama_fetch_manager.h"
 #include "spatial/panorama_fetcher.h"
-#include "spatial/panorama_logger.h"
 #include "spatial/panorama_xml_parser.h"
 #include "spatial/path_planner.h"
 #include "spatial/qtree.h"

@@ -8,7 +8,6 @@
 #include <condition_variable>
 #include <cstdio>
 #include <map>
-#include <tuple>
 
 #include "panorama_xml_writer.h"
 
@@ -97,74 +96,7 @@ std::string TileDocument(const StreetPanoramas& panoramas, const std::vector<uin
   return out.append("</panoramas>");
 }
 
-// A count of a usage report: digits only, 1 to 10^9.
-bool ReadCount(std::string_view text, int* count) {
-  long long value = 0;
-  if (text.find_first_not_of("0123456789") != std::string_view::npos || !ReadInt(std::string(text), &value) ||
-      value < 1 || value > 1000000000) {
-    return false;
-  }
-  *count = static_cast<int>(value);
-  return true;
-}
-
-// "KIND;COUNT;KIND;COUNT...", kinds in increasing order.
-bool ReadUsageCounts(std::string_view text, UsageCounts* counts) {
-  int* const by_kind[] = {&counts->viewpoints, &counts->fields_of_view, &counts->panoramas};
-  int last_kind = -1;
-  while (true) {
-    const size_t kind_end = text.find(';');
-    if (kind_end != 1 || text[0] < '0' || text[0] > '2' || text[0] - '0' <= last_kind) return false;
-    last_kind = text[0] - '0';
-    text.remove_prefix(2);
-    const size_t count_end = text.find(';');
-    if (!ReadCount(text.substr(0, count_end), by_kind[last_kind])) return false;
-    if (count_end == std::string_view::npos) return true;
-    text.remove_prefix(count_end + 1);
-  }
-}
-
 }  // namespace
-
-bool ParseUsageEvents(std::string_view ed, UsageReport* report, std::string* error) {
-  *report = UsageReport();
-  std::string_view rest = ed;
-  bool more = !rest.empty();
-  while (more) {
-    const size_t comma = rest.find(',');
-    std::string_view group = rest.substr(0, comma);
-    more = comma != std::string_view::npos;
-    rest = more ? rest.substr(comma + 1) : std::string_view();
-    // 67 only first, and each at most once: in order, as the logger writes them.
-    std::optional<UsageCounts>* slot = nullptr;
-    if (group.substr(0, 3) == "67:" && !report->unflagged && !report->flagged) slot = &report->unflagged;
-    else if (group.substr(0, 3) == "68:" && !report->flagged) slot = &report->flagged;
-    if (!slot || !ReadUsageCounts(group.substr(3), &slot->emplace())) {
-      *error = "ed wants the groups 67: and 68: of KIND;COUNT pairs, not '" + Printable(ed) + "'";
-      return false;
-    }
-  }
-  if (!report->unflagged && !report->flagged) {
-    *error = "ed is empty";
-    return false;
-  }
-  return true;
-}
-
-std::string FormatUsageReport(const UsageReport& report) {
-  std::string text;
-  for (const auto& [tag, counts] : {std::pair("67", &report.unflagged), std::pair("68", &report.flagged)}) {
-    if (!*counts) continue;
-    std::string items;
-    for (const auto& [n, one, many] : {std::tuple((*counts)->viewpoints, "viewpoint", "viewpoints"),
-                                       std::tuple((*counts)->fields_of_view, "field of view", "fields of view"),
-                                       std::tuple((*counts)->panoramas, "panorama", "panoramas")}) {
-      if (n > 0) items += (items.empty() ? "" : ", ") + std::to_string(n) + " " + (n == 1 ? one : many);
-    }
-    text += (text.empty() ? "" : "; ") + std::string(tag) + ": " + items;
-  }
-  return text;
-}
 
 bool ParsePanoramaQuery(std::string_view query, PanoramaRequest* request, std::string* error) {
   *request = PanoramaRequest();
@@ -229,15 +161,6 @@ bool ParsePanoramaQuery(std::string_view query, PanoramaRequest* request, std::s
     request->y = static_cast<int>(y);
     request->zoom = static_cast<int>(zoom);
     return true;
-  }
-  if (*output == "mlrep") {
-    request->form = PanoramaRequest::Form::kReport;
-    const std::string* ed = get("ed");
-    if (!ed) {
-      *error = "a report wants ed";
-      return false;
-    }
-    return ParseUsageEvents(*ed, &request->report, error);
   }
   if (*output != "xml") {
     *error = "output=" + Printable(*output) + " is not answered here";
@@ -305,10 +228,6 @@ PanoramaReply AnswerPanoramaQuery(const StreetPanoramas& panoramas, std::string_
       reply.body = PanoramaDocument(panoramas, index, request.depth_map, request.pano_map);
       return reply;
     }
-    case PanoramaRequest::Form::kReport:
-      reply.status = 204;
-      reply.report = request.report;
-      return reply;
   }
   return reply;
 }
@@ -463,12 +382,9 @@ void PanoramaService::Handle(const httplib::Request& request, httplib::Response&
         mark == std::string::npos ? std::string_view() : std::string_view(request.target).substr(mark + 1);
     PanoramaReply reply = AnswerPanoramaQuery(*panoramas_, query);
     entry.status = reply.status;
-    entry.report = std::move(reply.report);
     body = std::move(reply.body);
     if (entry.status != 200) type = kTextType;
-    if (body.empty()) {
-      // A report's 204: nothing to cut or spoil.
-    } else if (every(options_.cut_every)) {
+    if (every(options_.cut_every)) {
       entry.fault = "cut";
     } else if (every(options_.garbage_every)) {
       entry.fault = "garbage";
@@ -486,7 +402,7 @@ void PanoramaService::Handle(const httplib::Request& request, httplib::Response&
       if (offset < half) sink.write(shared->data() + offset, half - offset);
       return false;
     });
-  } else if (!body.empty()) {
+  } else {
     response.set_content(std::move(body), type);
   }
   entry.milliseconds = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();

@@ -6,10 +6,9 @@
 //   output=metatile&x=X&y=Y&zoom=Z                      every panorama of the tile, no maps
 //   output=xml&ll=LAT,LON[&radius=M][&level_id=L][&dm=1][&pm=1]
 //                                                       the panorama nearest the position
-//   output=mlrep&ed=EVENTS                              a usage report: 204, no body
-// `ml_client`, `v`, `s` and unknown parameters are ignored. An unknown id is 404; a tile or a
-// circle (50 m when `radius` is absent) with nothing in it, or a level other than the street's
-// own (empty), is an empty document; a query that is none of these is 400 with a one-line reason.
+// `ml_client`, `v` and unknown parameters are ignored. An unknown id is 404; a tile or a circle
+// (50 m when `radius` is absent) with nothing in it, or a level other than the street's own
+// (empty), is an empty document; a query that is none of these is 400 with a one-line reason.
 //
 // PanoramaService owns an httplib server on its own thread. The dataset is shared and read-only;
 // Start, Stop and the destructor belong to one thread, the other members may be called from any.
@@ -22,7 +21,6 @@
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -38,33 +36,9 @@ struct Response;
 
 namespace vistara::cli::serve {
 
-// The counts of one group of a usage report's event data.
-struct UsageCounts {
-  int viewpoints = 0;      // kind 0
-  int fields_of_view = 0;  // kind 1
-  int panoramas = 0;       // kind 2
-};
-
-// A usage report's event data (`ed`, its escapes decoded), as the library's logger writes it:
-// "67:" and the counts of the events the host flagged false, then "68:" and those of the events
-// flagged true, each group only if it has a count, the groups joined by ","; a group's counts are
-// pairs of kind and count, kinds in the order 0, 1, 2, counts above 0, all joined by ";". So
-// "67:0;3;1;2,68:2;5".
-struct UsageReport {
-  std::optional<UsageCounts> unflagged;  // "67:"
-  std::optional<UsageCounts> flagged;    // "68:"
-};
-
-// Reads event data as above. False with a one-line reason for anything else (no group, a group
-// twice or out of order, a kind out of order, a count of 0 or above 10^9). Any bytes are safe
-// input.
-bool ParseUsageEvents(std::string_view ed, UsageReport* report, std::string* error);
-// "67: 3 viewpoints, 2 fields of view; 68: 5 panoramas": the groups present, their counts above 0.
-std::string FormatUsageReport(const UsageReport& report);
-
 // A query as the service understands it.
 struct PanoramaRequest {
-  enum class Form { kId, kTile, kPosition, kReport };
+  enum class Form { kId, kTile, kPosition };
   Form form = Form::kId;
   std::string panoid;          // kId
   int x = 0, y = 0, zoom = 0;  // kTile; x and y within the grid of the zoom (0 to 30)
@@ -73,7 +47,6 @@ struct PanoramaRequest {
   std::string level_id;        // kPosition, empty for the street level
   bool depth_map = false;      // "dm=1"
   bool pano_map = false;       // "pm=1"
-  UsageReport report;          // kReport
 };
 
 // Reads a query string (what follows '?', percent-escapes allowed). False with a one-line
@@ -83,9 +56,8 @@ struct PanoramaRequest {
 bool ParsePanoramaQuery(std::string_view query, PanoramaRequest* request, std::string* error);
 
 struct PanoramaReply {
-  int status = 200;  // 200, 204, 400 or 404
-  std::string body;  // XML for 200, empty for 204, a one-line reason otherwise
-  std::optional<UsageReport> report;  // with 204: the report received
+  int status = 200;  // 200, 400 or 404
+  std::string body;  // XML for 200, a one-line reason otherwise
 };
 
 // The service's answer to a query string, as described at the top.
@@ -99,8 +71,7 @@ struct PanoramaServiceOptions {
   // Faults, counted on the requests to /mlk in order of arrival (1, 2, ...): every
   // `fail_every`-th is answered `fail_status` (400 to 599) without XML; else every `cut_every`-th
   // declares its whole body but sends half and closes the connection; else every
-  // `garbage_every`-th sends half its body and then bytes that make it no XML. The last two pass
-  // over a reply without a body (a report's). 0 turns one off.
+  // `garbage_every`-th sends half its body and then bytes that make it no XML. 0 turns one off.
   int delay_ms = 0;             // added before every answer, 0 to 60000
   int fail_every = 0;
   int fail_status = 503;
@@ -116,7 +87,6 @@ struct RequestLogEntry {
   size_t bytes = 0;       // the body's size as declared
   std::string fault;      // "", "fail", "cut" or "garbage"
   double milliseconds = 0;  // from arrival to the answer, delay included
-  std::optional<UsageReport> report;  // a usage report received (not one failed by a fault)
 };
 
 // "17 200 4312 B 0.08 ms /mlk?output=xml&panoid=... (cut)": one line of the request log, bytes of

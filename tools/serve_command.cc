@@ -4,13 +4,11 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdint>
 #include <ctime>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <ostream>
-#include <utility>
 
 #include "cli.h"
 #include "osm_streets.h"
@@ -51,22 +49,6 @@ class StopSignals {
   sigset_t set_, saved_;
 };
 
-// {"event":"report","number":N,"67":{"viewpoints":V,"fields_of_view":F,"panoramas":P},"68":{...}},
-// each group only if the report has it.
-Json::Value ReportJson(uint64_t number, const serve::UsageReport& report) {
-  Json::Value json;
-  json["event"] = "report";
-  json["number"] = Json::UInt64(number);
-  for (const auto& [tag, counts] : {std::pair("67", &report.unflagged), std::pair("68", &report.flagged)}) {
-    if (!*counts) continue;
-    Json::Value& group = json[tag];
-    group["viewpoints"] = (*counts)->viewpoints;
-    group["fields_of_view"] = (*counts)->fields_of_view;
-    group["panoramas"] = (*counts)->panoramas;
-  }
-  return json;
-}
-
 int Run(Io& io, const Options& o) {
   std::vector<serve::Street> streets;
   std::string error;
@@ -77,14 +59,11 @@ int Run(Io& io, const Options& o) {
   if (!panoramas) return io.Fail(error);
 
   std::atomic<long> answered{0};
-  std::mutex output_mutex;  // log and report lines come from the service's threads
+  std::mutex err_mutex;  // log lines come from the service's threads
   auto on_request = [&](const serve::RequestLogEntry& entry) {
-    const std::lock_guard<std::mutex> hold(output_mutex);
-    if (o.log) io.err() << serve::FormatRequestLogEntry(entry) << std::endl;
-    if (entry.report) {
-      io.PrintLine(ReportJson(entry.number, *entry.report),
-                   "report " + std::to_string(entry.number) + ": " + serve::FormatUsageReport(*entry.report));
-      io.out().flush();  // a reader sees each report as it comes
+    if (o.log) {
+      const std::lock_guard<std::mutex> hold(err_mutex);
+      io.err() << serve::FormatRequestLogEntry(entry) << std::endl;
     }
     ++answered;
   };
@@ -153,11 +132,9 @@ const Registrar kRegistrar(
     "the ways and across their shared nodes, and answers the library's metadata requests for them\n"
     "on 127.0.0.1 (by id, by tile, by position, with depth and pano maps): see\n"
     "docs/panorama-service.md. Prints one line when listening, with the address, and one when it\n"
-    "stops: on SIGINT or SIGTERM, after --for, or after --requests answers. In between, each usage\n"
-    "report received (output=mlrep, answered 204) is one line of its counts by group and kind:\n"
-    "\"report 7: 67: 3 viewpoints; 68: 1 field of view, 2 panoramas\". With --json, every line is\n"
-    "a JSON object with an \"event\". The faults (--fail-every, --cut-every, --garbage-every)\n"
-    "count the requests in order of arrival; a request takes the first fault that applies.",
+    "stops: on SIGINT or SIGTERM, after --for, or after --requests answers. With --json, both are\n"
+    "JSON objects, one per line. The faults (--fail-every, --cut-every, --garbage-every) count the\n"
+    "requests in order of arrival; a request takes the first fault that applies.",
     Declare);
 
 }  // namespace

@@ -40,22 +40,6 @@ TEST(PanoramaServiceTest, ReadsQueries) {
       {"output=metatile&x=1.5&y=1&zoom=3&dm=yes", "a tile wants whole numbers x, y and zoom"},
       {"output=xml&ll=nan,0", "ll wants LAT,LON in degrees"},
       {"output=xml&panoid=" + std::string(257, 'a'), "the value of panoid is longer than 256 bytes"},
-      // Usage reports: the logger's own, escapes or not; then groups and kinds out of order,
-      // counts out of range, a pair cut short.
-      {"output=mlrep&ed=67%3A0%3B3%3B1%3B2%2C68%3A2%3B5&ml_client=vistara&v=4&s=815",
-       "report 67: 3 viewpoints, 2 fields of view; 68: 5 panoramas"},
-      {"s=0&ed=68:0;1;1;1000000000&output=mlrep", "report 68: 1 viewpoint, 1000000000 fields of view"},
-      {"output=mlrep", "a report wants ed"},
-      {"output=mlrep&ed=", "ed is empty"},
-      {"output=mlrep&ed=68:2;1,67:2;1", "ed wants the groups 67: and 68: of KIND;COUNT pairs, not '68:2;1,67:2;1'"},
-      {"output=mlrep&ed=67:2;1,67:2;1", "ed wants the groups 67: and 68: of KIND;COUNT pairs, not '67:2;1,67:2;1'"},
-      {"output=mlrep&ed=67:1;2;0;1", "ed wants the groups 67: and 68: of KIND;COUNT pairs, not '67:1;2;0;1'"},
-      {"output=mlrep&ed=67:3;1", "ed wants the groups 67: and 68: of KIND;COUNT pairs, not '67:3;1'"},
-      {"output=mlrep&ed=67:0;0", "ed wants the groups 67: and 68: of KIND;COUNT pairs, not '67:0;0'"},
-      {"output=mlrep&ed=67:0;-1", "ed wants the groups 67: and 68: of KIND;COUNT pairs, not '67:0;-1'"},
-      {"output=mlrep&ed=67:0;1000000001", "ed wants the groups 67: and 68: of KIND;COUNT pairs, not '67:0;1000000001'"},
-      {"output=mlrep&ed=67:0;3;", "ed wants the groups 67: and 68: of KIND;COUNT pairs, not '67:0;3;'"},
-      {"output=mlrep&ed=67:0;3,", "ed wants the groups 67: and 68: of KIND;COUNT pairs, not '67:0;3,'"},
   };
   for (const auto& [query, expected] : kCases) {
     PanoramaRequest r;
@@ -64,7 +48,6 @@ TEST(PanoramaServiceTest, ReadsQueries) {
     if (!cli::serve::ParsePanoramaQuery(query, &r, &error)) s << error;
     else if (r.form == PanoramaRequest::Form::kId) s << "id " << r.panoid;
     else if (r.form == PanoramaRequest::Form::kTile) s << "tile " << r.x << " " << r.y << " " << r.zoom;
-    else if (r.form == PanoramaRequest::Form::kReport) s << "report " << cli::serve::FormatUsageReport(r.report);
     else s << "position " << r.lat << " " << r.lon << " " << r.radius << " " << r.level_id;
     s << (r.depth_map ? " dm" : "") << (r.pano_map ? " pm" : "");
     EXPECT_EQ(expected, s.str()) << query;
@@ -98,7 +81,6 @@ TEST(PanoramaServiceTest, AnswersEveryFormOverLoopback) {
   EXPECT_EQ(std::make_pair(404, std::string("unknown panorama id")), get("output=xml&panoid=Unknown_panorama_id_00"));
   EXPECT_EQ(std::make_pair(400, std::string("output=xml wants panoid or ll")), get("output=xml"));
   EXPECT_EQ(404, client.Get("/other?output=xml&panoid=x")->status);
-  EXPECT_EQ(std::make_pair(204, std::string()), get("output=mlrep&ed=68%3A2%3B1&ml_client=vistara&v=4&s=1"));
 
   // By position: the nearest within the radius; nothing near, or another level, is empty.
   const auto near = ParseReply(get("output=xml&ll=37.807600000000000000,-122.300500000000000000&radius=100&dm=1").second);
